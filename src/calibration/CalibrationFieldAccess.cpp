@@ -52,10 +52,11 @@ FieldView locateField(int32_t fieldId, const KelvoraCalibration* c) {
     default:
       break;
   }
-  // Identifiers 0..5 are handled above; a negative one is never a custom id.
+  // Identifiers live in 8 bits and so does the end of the custom range: with
+  // firstCustomFieldId left at 0xFF the range is empty whatever the count.
   const int32_t first = c->firstCustomFieldId;
-  const int32_t count = c->customFieldCount;
-  if (fieldId < first || fieldId >= first + count ||
+  const int32_t end = static_cast<uint8_t>(c->firstCustomFieldId + c->customFieldCount);
+  if (fieldId < first || fieldId >= end ||
       static_cast<uint32_t>(fieldId - first) >= kCalibrationCustomFieldCapacity) {
     return {status::kUnknownField, nullptr, 0};
   }

@@ -128,8 +128,12 @@ void kelvora_freeCalibration(KelvoraCalibration* calibration) {
   std::free(c);
 }
 
-bool kelvora_validUnit16Field(uint16_t value) { return value != 0xFFFF; }
+bool kelvora_validUnit16Field(uint16_t value) {
+  return value != 0xFFFF;
+}
 
-bool kelvora_validFloatField(float value) { return !(value != value); }
+bool kelvora_validFloatField(float value) {
+  return !(value != value);
+}
 
 }  // namespace kelvora

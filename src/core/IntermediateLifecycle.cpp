@@ -68,8 +68,7 @@ void freeStrayLight(KelvoraIntermediateStrayLight& s) {
 }  // namespace
 
 int32_t kelvoraIntermediateInit(const KelvoraParameter* parameters,
-                                const KelvoraCalibration* calibration,
-                                KelvoraIntermediate** out) {
+                                const KelvoraCalibration* calibration, KelvoraIntermediate** out) {
   const uint32_t n = pixelCountOf(*parameters);
   auto* im = static_cast<KelvoraIntermediate*>(std::calloc(1, sizeof(KelvoraIntermediate)));
   im->height = static_cast<uint16_t>(parameters->height);
@@ -105,14 +104,13 @@ int32_t kelvoraIntermediateInit(const KelvoraParameter* parameters,
 
 void kelvoraIntermediateFree(KelvoraIntermediate* im) {
   if (im == nullptr) return;
-  for (void* p : {static_cast<void*>(im->mpiAmplitudeRatio),
-                  static_cast<void*>(im->distanceDifference), static_cast<void*>(im->spare),
-                  static_cast<void*>(im->intensity), static_cast<void*>(im->phase),
-                  static_cast<void*>(im->phaseNoise), static_cast<void*>(im->mpiAmplitudeNoise),
-                  static_cast<void*>(im->filterScratch),
-                  static_cast<void*>(im->autoExposure.sampleMask),
-                  static_cast<void*>(im->autoExposure.samples),
-                  static_cast<void*>(im->pixelFlags)}) {
+  for (void* p :
+       {static_cast<void*>(im->mpiAmplitudeRatio), static_cast<void*>(im->distanceDifference),
+        static_cast<void*>(im->spare), static_cast<void*>(im->intensity),
+        static_cast<void*>(im->phase), static_cast<void*>(im->phaseNoise),
+        static_cast<void*>(im->mpiAmplitudeNoise), static_cast<void*>(im->filterScratch),
+        static_cast<void*>(im->autoExposure.sampleMask),
+        static_cast<void*>(im->autoExposure.samples), static_cast<void*>(im->pixelFlags)}) {
     freePixelBuffer(p);
   }
   if (im->probeData != nullptr) {

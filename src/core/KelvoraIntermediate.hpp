@@ -64,8 +64,7 @@ int32_t kelvoraTavelInit(const KelvoraParameter* parameters, KelvoraCalibration*
                          KelvoraIntermediate** out);
 void kelvoraTavelFree(KelvoraIntermediate* intermediate);
 int32_t kelvoraIntermediateInit(const KelvoraParameter* parameters,
-                                const KelvoraCalibration* calibration,
-                                KelvoraIntermediate** out);
+                                const KelvoraCalibration* calibration, KelvoraIntermediate** out);
 void kelvoraIntermediateFree(KelvoraIntermediate* intermediate);
 
 // Puts the calibration's frequency record for frequency i of the parameters at

@@ -9,10 +9,10 @@ namespace kelvora {
 struct KelvoraOutput {
   uint16_t width;
   uint16_t height;
-  float* distance;    // metres, radial
-  float* noise;       // metres, one standard deviation
-  float* amplitude;   // raw units, of the last processed frequency
-  float* pointCloud;  // x, y, z (metres), confidence per point
+  float* distance;          // metres, radial
+  float* noise;             // metres, one standard deviation
+  float* amplitude;         // raw units, of the last processed frequency
+  float* pointCloud;        // x, y, z (metres), confidence per point
   uint32_t pointCloudSize;  // floats written into pointCloud
   float* intensity;
   uint32_t* flags;

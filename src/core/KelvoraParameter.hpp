@@ -9,7 +9,7 @@ struct KelvoraParameter {
   uint32_t reserved;  // left as the front end initialises it
   float amplitudeThreshold;
   float consistencyTolerance;
-  float noiseThreshold;  // metres
+  float noiseThreshold;             // metres
   uint8_t adaptiveNoiseFilterType;  // 1: 3x3 kernel, 2: 5x5 kernel
   float exposureReferenceAmplitude;
   float flyingPixelF0;
@@ -44,6 +44,8 @@ inline uint32_t frequencyOf(const KelvoraParameter& p, uint32_t index) {
   return index == 0 ? p.freq1 : p.freq2;
 }
 
-inline uint32_t pixelCountOf(const KelvoraParameter& p) { return p.width * p.height; }
+inline uint32_t pixelCountOf(const KelvoraParameter& p) {
+  return p.width * p.height;
+}
 
 }  // namespace kelvora

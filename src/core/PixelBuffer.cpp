@@ -22,6 +22,8 @@ void* allocPixelBytes(std::size_t elementSize, uint32_t count) {
   return p;
 }
 
-void freePixelBuffer(void* buffer) { std::free(buffer); }
+void freePixelBuffer(void* buffer) {
+  std::free(buffer);
+}
 
 }  // namespace kelvora

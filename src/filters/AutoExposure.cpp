@@ -39,7 +39,9 @@ void forEachSampleHit(uint32_t width, uint32_t height, Visit visit) {
 
 // Descending order with NaN last, so the ordering stays strict and weak
 // whatever the amplitudes hold.
-bool greaterNanLast(float a, float b) { return a > b || (b != b && a == a); }
+bool greaterNanLast(float a, float b) {
+  return a > b || (b != b && a == a);
+}
 
 }  // namespace
 
@@ -61,7 +63,8 @@ void initCalcAutoExposure(KelvoraAutoExposure* ae, const KelvoraCalibration* cal
     }
   });
   std::fill(ae->samples, ae->samples + ae->sampleCount, 0.0f);
-  ae->selectIndex = static_cast<uint32_t>(std::ceil(static_cast<float>(ae->sampleCount) * kPercentile));
+  ae->selectIndex =
+      static_cast<uint32_t>(std::ceil(static_cast<float>(ae->sampleCount) * kPercentile));
 }
 
 float zyn_selectDescending(float* values, uint32_t count, uint32_t k) {

@@ -20,9 +20,8 @@ struct KelvoraAutoExposure {
 void initCalcAutoExposureGetMaxBinSize(uint32_t width, uint32_t height, uint32_t* maxBinSize);
 
 // Lays out the pattern; sampleMask and samples must already be allocated.
-void initCalcAutoExposure(KelvoraAutoExposure* autoExposure,
-                          const KelvoraCalibration* calibration, uint32_t width,
-                          uint32_t height);
+void initCalcAutoExposure(KelvoraAutoExposure* autoExposure, const KelvoraCalibration* calibration,
+                          uint32_t width, uint32_t height);
 
 void calcAutoExposure(uint32_t pixelCount, const float* amplitude,
                       const KelvoraParameter* parameters, KelvoraAutoExposure* autoExposure,

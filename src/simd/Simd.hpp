@@ -34,7 +34,9 @@ using AllTags = std::tuple<scalar::Tag>;
 
 // Pixel counts rounded up to whole vectors: every per-pixel buffer holds this
 // many elements so kernels never need a tail inside the hot loop.
-constexpr uint32_t roundUpToLanes(uint32_t n) { return (n + 3u) & ~3u; }
+constexpr uint32_t roundUpToLanes(uint32_t n) {
+  return (n + 3u) & ~3u;
+}
 
 // floor() for |x| < 2^31: truncate, then step down where truncation went up.
 template <class D, class VF = decltype(Zero(D()))>

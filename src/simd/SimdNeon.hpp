@@ -9,89 +9,189 @@
 
 namespace kelvora::simd::neon {
 
-struct VF { float32x4_t v; };
-struct VI { int32x4_t v; };
-struct VU { uint32x4_t v; };
-struct M { uint32x4_t v; };
-struct V16 { uint16x8_t v; };
+struct VF {
+  float32x4_t v;
+};
+struct VI {
+  int32x4_t v;
+};
+struct VU {
+  uint32x4_t v;
+};
+struct M {
+  uint32x4_t v;
+};
+struct V16 {
+  uint16x8_t v;
+};
 
 struct Tag {
   static constexpr const char* kName = "neon";
   static constexpr bool kExactDivision = false;
 };
 
-inline VF Zero(Tag) { return VF{vdupq_n_f32(0.f)}; }
-inline VF Set(Tag, float x) { return VF{vdupq_n_f32(x)}; }
-inline VI SetI(Tag, int32_t x) { return VI{vdupq_n_s32(x)}; }
-inline VU SetU(Tag, uint32_t x) { return VU{vdupq_n_u32(x)}; }
-inline VF Load(Tag, const float* p) { return VF{vld1q_f32(p)}; }
-inline VF LoadU(Tag, const float* p) { return VF{vld1q_f32(p)}; }
-inline VU LoadU32(Tag, const uint32_t* p) { return VU{vld1q_u32(p)}; }
-inline void Store(VF a, Tag, float* p) { vst1q_f32(p, a.v); }
-inline void StoreU(VF a, Tag, float* p) { vst1q_f32(p, a.v); }
-inline void StoreU32(VU a, Tag, uint32_t* p) { vst1q_u32(p, a.v); }
+inline VF Zero(Tag) {
+  return VF{vdupq_n_f32(0.f)};
+}
+inline VF Set(Tag, float x) {
+  return VF{vdupq_n_f32(x)};
+}
+inline VI SetI(Tag, int32_t x) {
+  return VI{vdupq_n_s32(x)};
+}
+inline VU SetU(Tag, uint32_t x) {
+  return VU{vdupq_n_u32(x)};
+}
+inline VF Load(Tag, const float* p) {
+  return VF{vld1q_f32(p)};
+}
+inline VF LoadU(Tag, const float* p) {
+  return VF{vld1q_f32(p)};
+}
+inline VU LoadU32(Tag, const uint32_t* p) {
+  return VU{vld1q_u32(p)};
+}
+inline void Store(VF a, Tag, float* p) {
+  vst1q_f32(p, a.v);
+}
+inline void StoreU(VF a, Tag, float* p) {
+  vst1q_f32(p, a.v);
+}
+inline void StoreU32(VU a, Tag, uint32_t* p) {
+  vst1q_u32(p, a.v);
+}
 
-inline VF Add(VF a, VF b) { return VF{vaddq_f32(a.v, b.v)}; }
-inline VF Sub(VF a, VF b) { return VF{vsubq_f32(a.v, b.v)}; }
-inline VF Mul(VF a, VF b) { return VF{vmulq_f32(a.v, b.v)}; }
-inline VF Abs(VF a) { return VF{vabsq_f32(a.v)}; }
-inline VF Neg(VF a) { return VF{vnegq_f32(a.v)}; }
+inline VF Add(VF a, VF b) {
+  return VF{vaddq_f32(a.v, b.v)};
+}
+inline VF Sub(VF a, VF b) {
+  return VF{vsubq_f32(a.v, b.v)};
+}
+inline VF Mul(VF a, VF b) {
+  return VF{vmulq_f32(a.v, b.v)};
+}
+inline VF Abs(VF a) {
+  return VF{vabsq_f32(a.v)};
+}
+inline VF Neg(VF a) {
+  return VF{vnegq_f32(a.v)};
+}
 // Same lane choice as the scalar ternaries b < a ? b : a and a < b ? b : a.
-inline VF Min(VF a, VF b) { return VF{vbslq_f32(vcltq_f32(b.v, a.v), b.v, a.v)}; }
-inline VF Max(VF a, VF b) { return VF{vbslq_f32(vcltq_f32(a.v, b.v), b.v, a.v)}; }
+inline VF Min(VF a, VF b) {
+  return VF{vbslq_f32(vcltq_f32(b.v, a.v), b.v, a.v)};
+}
+inline VF Max(VF a, VF b) {
+  return VF{vbslq_f32(vcltq_f32(a.v, b.v), b.v, a.v)};
+}
 
-inline VF ReciprocalEstimate(VF a) { return VF{vrecpeq_f32(a.v)}; }
+inline VF ReciprocalEstimate(VF a) {
+  return VF{vrecpeq_f32(a.v)};
+}
 // 2 - a * b: one Newton-Raphson factor for a reciprocal.
-inline VF ReciprocalStep(VF a, VF b) { return VF{vrecpsq_f32(a.v, b.v)}; }
-inline VF RsqrtEstimate(VF a) { return VF{vrsqrteq_f32(a.v)}; }
+inline VF ReciprocalStep(VF a, VF b) {
+  return VF{vrecpsq_f32(a.v, b.v)};
+}
+inline VF RsqrtEstimate(VF a) {
+  return VF{vrsqrteq_f32(a.v)};
+}
 // (3 - a * b) / 2: one Newton-Raphson factor for a reciprocal square root.
-inline VF RsqrtStep(VF a, VF b) { return VF{vrsqrtsq_f32(a.v, b.v)}; }
+inline VF RsqrtStep(VF a, VF b) {
+  return VF{vrsqrtsq_f32(a.v, b.v)};
+}
 
 inline VF Reciprocal(VF a) {
   VF e = ReciprocalEstimate(a);
   e = Mul(e, ReciprocalStep(a, e));
   return Mul(e, ReciprocalStep(a, e));
 }
-inline VF Div(VF a, VF b) { return Mul(a, Reciprocal(b)); }
+inline VF Div(VF a, VF b) {
+  return Mul(a, Reciprocal(b));
+}
 inline VF Sqrt(VF a) {
   VF e = RsqrtEstimate(a);
   e = Mul(e, RsqrtStep(Mul(a, e), e));
   e = Mul(e, RsqrtStep(Mul(a, e), e));
   return Mul(a, e);
 }
-inline VF MulAdd(VF a, VF b, VF c) { return Add(Mul(a, b), c); }
-inline VF NegMulAdd(VF a, VF b, VF c) { return Sub(c, Mul(a, b)); }
+inline VF MulAdd(VF a, VF b, VF c) {
+  return Add(Mul(a, b), c);
+}
+inline VF NegMulAdd(VF a, VF b, VF c) {
+  return Sub(c, Mul(a, b));
+}
 
-inline VI TruncateToInt(VF a) { return VI{vcvtq_s32_f32(a.v)}; }
-inline VF ConvertToFloat(VI a) { return VF{vcvtq_f32_s32(a.v)}; }
-inline VF ConvertToFloat(VU a) { return VF{vcvtq_f32_u32(a.v)}; }
+inline VI TruncateToInt(VF a) {
+  return VI{vcvtq_s32_f32(a.v)};
+}
+inline VF ConvertToFloat(VI a) {
+  return VF{vcvtq_f32_s32(a.v)};
+}
+inline VF ConvertToFloat(VU a) {
+  return VF{vcvtq_f32_u32(a.v)};
+}
 
-inline M Lt(VF a, VF b) { return M{vcltq_f32(a.v, b.v)}; }
-inline M Gt(VF a, VF b) { return M{vcgtq_f32(a.v, b.v)}; }
-inline M Le(VF a, VF b) { return M{vcleq_f32(a.v, b.v)}; }
-inline M Ge(VF a, VF b) { return M{vcgeq_f32(a.v, b.v)}; }
-inline M Eq(VF a, VF b) { return M{vceqq_f32(a.v, b.v)}; }
-inline M NeZero(VU a) { return M{vmvnq_u32(vceqq_u32(a.v, vdupq_n_u32(0)))}; }
-inline M And(M a, M b) { return M{vandq_u32(a.v, b.v)}; }
-inline M Or(M a, M b) { return M{vorrq_u32(a.v, b.v)}; }
-inline M Not(M a) { return M{vmvnq_u32(a.v)}; }
-inline VF IfThenElse(M m, VF a, VF b) { return VF{vbslq_f32(m.v, a.v, b.v)}; }
+inline M Lt(VF a, VF b) {
+  return M{vcltq_f32(a.v, b.v)};
+}
+inline M Gt(VF a, VF b) {
+  return M{vcgtq_f32(a.v, b.v)};
+}
+inline M Le(VF a, VF b) {
+  return M{vcleq_f32(a.v, b.v)};
+}
+inline M Ge(VF a, VF b) {
+  return M{vcgeq_f32(a.v, b.v)};
+}
+inline M Eq(VF a, VF b) {
+  return M{vceqq_f32(a.v, b.v)};
+}
+inline M NeZero(VU a) {
+  return M{vmvnq_u32(vceqq_u32(a.v, vdupq_n_u32(0)))};
+}
+inline M And(M a, M b) {
+  return M{vandq_u32(a.v, b.v)};
+}
+inline M Or(M a, M b) {
+  return M{vorrq_u32(a.v, b.v)};
+}
+inline M Not(M a) {
+  return M{vmvnq_u32(a.v)};
+}
+inline VF IfThenElse(M m, VF a, VF b) {
+  return VF{vbslq_f32(m.v, a.v, b.v)};
+}
 inline VF IfThenElseZero(M m, VF a) {
   return VF{vreinterpretq_f32_u32(vandq_u32(m.v, vreinterpretq_u32_f32(a.v)))};
 }
-inline VU IfThenElseZero(M m, VU a) { return VU{vandq_u32(m.v, a.v)}; }
-inline VU Or(VU a, VU b) { return VU{vorrq_u32(a.v, b.v)}; }
+inline VU IfThenElseZero(M m, VU a) {
+  return VU{vandq_u32(m.v, a.v)};
+}
+inline VU Or(VU a, VU b) {
+  return VU{vorrq_u32(a.v, b.v)};
+}
 inline bool AllFalse(M m) {
   const uint32x2_t r = vorr_u32(vget_low_u32(m.v), vget_high_u32(m.v));
   return (vget_lane_u32(r, 0) | vget_lane_u32(r, 1)) == 0u;
 }
 
-inline V16 Load16(Tag, const uint16_t* p) { return V16{vld1q_u16(p)}; }
-inline V16 Set16(Tag, uint16_t x) { return V16{vdupq_n_u16(x)}; }
-inline V16 Add16(V16 a, V16 b) { return V16{vaddq_u16(a.v, b.v)}; }
-inline V16 Sub16(V16 a, V16 b) { return V16{vsubq_u16(a.v, b.v)}; }
-inline V16 Or16(V16 a, V16 b) { return V16{vorrq_u16(a.v, b.v)}; }
-inline V16 Gt16(V16 a, V16 b) { return V16{vcgtq_u16(a.v, b.v)}; }
+inline V16 Load16(Tag, const uint16_t* p) {
+  return V16{vld1q_u16(p)};
+}
+inline V16 Set16(Tag, uint16_t x) {
+  return V16{vdupq_n_u16(x)};
+}
+inline V16 Add16(V16 a, V16 b) {
+  return V16{vaddq_u16(a.v, b.v)};
+}
+inline V16 Sub16(V16 a, V16 b) {
+  return V16{vsubq_u16(a.v, b.v)};
+}
+inline V16 Or16(V16 a, V16 b) {
+  return V16{vorrq_u16(a.v, b.v)};
+}
+inline V16 Gt16(V16 a, V16 b) {
+  return V16{vcgtq_u16(a.v, b.v)};
+}
 inline VI PromoteLowerSigned(V16 a) {
   return VI{vmovl_s16(vreinterpret_s16_u16(vget_low_u16(a.v)))};
 }

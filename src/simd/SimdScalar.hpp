@@ -8,89 +8,205 @@
 
 namespace kelvora::simd::scalar {
 
-struct VF { float v[4]; };
-struct VI { int32_t v[4]; };
-struct VU { uint32_t v[4]; };
-struct M { uint32_t v[4]; };  // all-ones or all-zero per lane
-struct V16 { uint16_t v[8]; };
+struct VF {
+  float v[4];
+};
+struct VI {
+  int32_t v[4];
+};
+struct VU {
+  uint32_t v[4];
+};
+struct M {
+  uint32_t v[4];
+};  // all-ones or all-zero per lane
+struct V16 {
+  uint16_t v[8];
+};
 
 struct Tag {
   static constexpr const char* kName = "scalar";
   static constexpr bool kExactDivision = true;
 };
 
-#define KELVORA_SCALAR_MAP(T, expr) \
-  T r;                              \
+#define KELVORA_SCALAR_MAP(T, expr)            \
+  T r;                                         \
   for (int i = 0; i < 4; ++i) r.v[i] = (expr); \
   return r
 
-inline VF Zero(Tag) { return VF{{0.f, 0.f, 0.f, 0.f}}; }
-inline VF Set(Tag, float x) { return VF{{x, x, x, x}}; }
-inline VI SetI(Tag, int32_t x) { return VI{{x, x, x, x}}; }
-inline VU SetU(Tag, uint32_t x) { return VU{{x, x, x, x}}; }
-inline VF Load(Tag, const float* p) { VF r; std::memcpy(r.v, p, sizeof r.v); return r; }
-inline VF LoadU(Tag d, const float* p) { return Load(d, p); }
-inline VU LoadU32(Tag, const uint32_t* p) { VU r; std::memcpy(r.v, p, sizeof r.v); return r; }
-inline void Store(VF a, Tag, float* p) { std::memcpy(p, a.v, sizeof a.v); }
-inline void StoreU(VF a, Tag d, float* p) { Store(a, d, p); }
-inline void StoreU32(VU a, Tag, uint32_t* p) { std::memcpy(p, a.v, sizeof a.v); }
+inline VF Zero(Tag) {
+  return VF{{0.f, 0.f, 0.f, 0.f}};
+}
+inline VF Set(Tag, float x) {
+  return VF{{x, x, x, x}};
+}
+inline VI SetI(Tag, int32_t x) {
+  return VI{{x, x, x, x}};
+}
+inline VU SetU(Tag, uint32_t x) {
+  return VU{{x, x, x, x}};
+}
+inline VF Load(Tag, const float* p) {
+  VF r;
+  std::memcpy(r.v, p, sizeof r.v);
+  return r;
+}
+inline VF LoadU(Tag d, const float* p) {
+  return Load(d, p);
+}
+inline VU LoadU32(Tag, const uint32_t* p) {
+  VU r;
+  std::memcpy(r.v, p, sizeof r.v);
+  return r;
+}
+inline void Store(VF a, Tag, float* p) {
+  std::memcpy(p, a.v, sizeof a.v);
+}
+inline void StoreU(VF a, Tag d, float* p) {
+  Store(a, d, p);
+}
+inline void StoreU32(VU a, Tag, uint32_t* p) {
+  std::memcpy(p, a.v, sizeof a.v);
+}
 
-inline VF Add(VF a, VF b) { KELVORA_SCALAR_MAP(VF, a.v[i] + b.v[i]); }
-inline VF Sub(VF a, VF b) { KELVORA_SCALAR_MAP(VF, a.v[i] - b.v[i]); }
-inline VF Mul(VF a, VF b) { KELVORA_SCALAR_MAP(VF, a.v[i] * b.v[i]); }
-inline VF Div(VF a, VF b) { KELVORA_SCALAR_MAP(VF, a.v[i] / b.v[i]); }
-inline VF Min(VF a, VF b) { KELVORA_SCALAR_MAP(VF, b.v[i] < a.v[i] ? b.v[i] : a.v[i]); }
-inline VF Max(VF a, VF b) { KELVORA_SCALAR_MAP(VF, a.v[i] < b.v[i] ? b.v[i] : a.v[i]); }
-inline VF Abs(VF a) { KELVORA_SCALAR_MAP(VF, std::fabs(a.v[i])); }
-inline VF Neg(VF a) { KELVORA_SCALAR_MAP(VF, -a.v[i]); }
-inline VF Sqrt(VF a) { KELVORA_SCALAR_MAP(VF, std::sqrt(a.v[i])); }
+inline VF Add(VF a, VF b) {
+  KELVORA_SCALAR_MAP(VF, a.v[i] + b.v[i]);
+}
+inline VF Sub(VF a, VF b) {
+  KELVORA_SCALAR_MAP(VF, a.v[i] - b.v[i]);
+}
+inline VF Mul(VF a, VF b) {
+  KELVORA_SCALAR_MAP(VF, a.v[i] * b.v[i]);
+}
+inline VF Div(VF a, VF b) {
+  KELVORA_SCALAR_MAP(VF, a.v[i] / b.v[i]);
+}
+inline VF Min(VF a, VF b) {
+  KELVORA_SCALAR_MAP(VF, b.v[i] < a.v[i] ? b.v[i] : a.v[i]);
+}
+inline VF Max(VF a, VF b) {
+  KELVORA_SCALAR_MAP(VF, a.v[i] < b.v[i] ? b.v[i] : a.v[i]);
+}
+inline VF Abs(VF a) {
+  KELVORA_SCALAR_MAP(VF, std::fabs(a.v[i]));
+}
+inline VF Neg(VF a) {
+  KELVORA_SCALAR_MAP(VF, -a.v[i]);
+}
+inline VF Sqrt(VF a) {
+  KELVORA_SCALAR_MAP(VF, std::sqrt(a.v[i]));
+}
 // Exact reciprocal: this backend stands for the x86 behaviour.
-inline VF Reciprocal(VF a) { KELVORA_SCALAR_MAP(VF, 1.0f / a.v[i]); }
+inline VF Reciprocal(VF a) {
+  KELVORA_SCALAR_MAP(VF, 1.0f / a.v[i]);
+}
 // a * b + c and c - a * b, rounded twice (never fused).
-inline VF MulAdd(VF a, VF b, VF c) { return Add(Mul(a, b), c); }
-inline VF NegMulAdd(VF a, VF b, VF c) { return Sub(c, Mul(a, b)); }
+inline VF MulAdd(VF a, VF b, VF c) {
+  return Add(Mul(a, b), c);
+}
+inline VF NegMulAdd(VF a, VF b, VF c) {
+  return Sub(c, Mul(a, b));
+}
 
-inline VI TruncateToInt(VF a) { KELVORA_SCALAR_MAP(VI, static_cast<int32_t>(a.v[i])); }
-inline VF ConvertToFloat(VI a) { KELVORA_SCALAR_MAP(VF, static_cast<float>(a.v[i])); }
-inline VF ConvertToFloat(VU a) { KELVORA_SCALAR_MAP(VF, static_cast<float>(a.v[i])); }
+inline VI TruncateToInt(VF a) {
+  KELVORA_SCALAR_MAP(VI, static_cast<int32_t>(a.v[i]));
+}
+inline VF ConvertToFloat(VI a) {
+  KELVORA_SCALAR_MAP(VF, static_cast<float>(a.v[i]));
+}
+inline VF ConvertToFloat(VU a) {
+  KELVORA_SCALAR_MAP(VF, static_cast<float>(a.v[i]));
+}
 
-inline M Lt(VF a, VF b) { KELVORA_SCALAR_MAP(M, a.v[i] < b.v[i] ? ~0u : 0u); }
-inline M Gt(VF a, VF b) { KELVORA_SCALAR_MAP(M, a.v[i] > b.v[i] ? ~0u : 0u); }
-inline M Le(VF a, VF b) { KELVORA_SCALAR_MAP(M, a.v[i] <= b.v[i] ? ~0u : 0u); }
-inline M Ge(VF a, VF b) { KELVORA_SCALAR_MAP(M, a.v[i] >= b.v[i] ? ~0u : 0u); }
-inline M Eq(VF a, VF b) { KELVORA_SCALAR_MAP(M, a.v[i] == b.v[i] ? ~0u : 0u); }
-inline M NeZero(VU a) { KELVORA_SCALAR_MAP(M, a.v[i] != 0u ? ~0u : 0u); }
-inline M And(M a, M b) { KELVORA_SCALAR_MAP(M, a.v[i] & b.v[i]); }
-inline M Or(M a, M b) { KELVORA_SCALAR_MAP(M, a.v[i] | b.v[i]); }
-inline M Not(M a) { KELVORA_SCALAR_MAP(M, ~a.v[i]); }
-inline VF IfThenElse(M m, VF a, VF b) { KELVORA_SCALAR_MAP(VF, m.v[i] ? a.v[i] : b.v[i]); }
-inline VF IfThenElseZero(M m, VF a) { KELVORA_SCALAR_MAP(VF, m.v[i] ? a.v[i] : 0.f); }
-inline VU IfThenElseZero(M m, VU a) { KELVORA_SCALAR_MAP(VU, m.v[i] ? a.v[i] : 0u); }
-inline VU Or(VU a, VU b) { KELVORA_SCALAR_MAP(VU, a.v[i] | b.v[i]); }
-inline bool AllFalse(M m) { return (m.v[0] | m.v[1] | m.v[2] | m.v[3]) == 0u; }
+inline M Lt(VF a, VF b) {
+  KELVORA_SCALAR_MAP(M, a.v[i] < b.v[i] ? ~0u : 0u);
+}
+inline M Gt(VF a, VF b) {
+  KELVORA_SCALAR_MAP(M, a.v[i] > b.v[i] ? ~0u : 0u);
+}
+inline M Le(VF a, VF b) {
+  KELVORA_SCALAR_MAP(M, a.v[i] <= b.v[i] ? ~0u : 0u);
+}
+inline M Ge(VF a, VF b) {
+  KELVORA_SCALAR_MAP(M, a.v[i] >= b.v[i] ? ~0u : 0u);
+}
+inline M Eq(VF a, VF b) {
+  KELVORA_SCALAR_MAP(M, a.v[i] == b.v[i] ? ~0u : 0u);
+}
+inline M NeZero(VU a) {
+  KELVORA_SCALAR_MAP(M, a.v[i] != 0u ? ~0u : 0u);
+}
+inline M And(M a, M b) {
+  KELVORA_SCALAR_MAP(M, a.v[i] & b.v[i]);
+}
+inline M Or(M a, M b) {
+  KELVORA_SCALAR_MAP(M, a.v[i] | b.v[i]);
+}
+inline M Not(M a) {
+  KELVORA_SCALAR_MAP(M, ~a.v[i]);
+}
+inline VF IfThenElse(M m, VF a, VF b) {
+  KELVORA_SCALAR_MAP(VF, m.v[i] ? a.v[i] : b.v[i]);
+}
+inline VF IfThenElseZero(M m, VF a) {
+  KELVORA_SCALAR_MAP(VF, m.v[i] ? a.v[i] : 0.f);
+}
+inline VU IfThenElseZero(M m, VU a) {
+  KELVORA_SCALAR_MAP(VU, m.v[i] ? a.v[i] : 0u);
+}
+inline VU Or(VU a, VU b) {
+  KELVORA_SCALAR_MAP(VU, a.v[i] | b.v[i]);
+}
+inline bool AllFalse(M m) {
+  return (m.v[0] | m.v[1] | m.v[2] | m.v[3]) == 0u;
+}
 
 // Eight 16-bit lanes, for raw samples.
-inline V16 Load16(Tag, const uint16_t* p) { V16 r; std::memcpy(r.v, p, sizeof r.v); return r; }
-inline V16 Set16(Tag, uint16_t x) { V16 r; for (auto& e : r.v) e = x; return r; }
+inline V16 Load16(Tag, const uint16_t* p) {
+  V16 r;
+  std::memcpy(r.v, p, sizeof r.v);
+  return r;
+}
+inline V16 Set16(Tag, uint16_t x) {
+  V16 r;
+  for (auto& e : r.v) e = x;
+  return r;
+}
 inline V16 Add16(V16 a, V16 b) {
-  V16 r; for (int i = 0; i < 8; ++i) r.v[i] = static_cast<uint16_t>(a.v[i] + b.v[i]); return r;
+  V16 r;
+  for (int i = 0; i < 8; ++i) r.v[i] = static_cast<uint16_t>(a.v[i] + b.v[i]);
+  return r;
 }
 inline V16 Sub16(V16 a, V16 b) {
-  V16 r; for (int i = 0; i < 8; ++i) r.v[i] = static_cast<uint16_t>(a.v[i] - b.v[i]); return r;
+  V16 r;
+  for (int i = 0; i < 8; ++i) r.v[i] = static_cast<uint16_t>(a.v[i] - b.v[i]);
+  return r;
 }
 inline V16 Or16(V16 a, V16 b) {
-  V16 r; for (int i = 0; i < 8; ++i) r.v[i] = static_cast<uint16_t>(a.v[i] | b.v[i]); return r;
+  V16 r;
+  for (int i = 0; i < 8; ++i) r.v[i] = static_cast<uint16_t>(a.v[i] | b.v[i]);
+  return r;
 }
 // All-ones in lanes where a > b (unsigned).
 inline V16 Gt16(V16 a, V16 b) {
-  V16 r; for (int i = 0; i < 8; ++i) r.v[i] = a.v[i] > b.v[i] ? 0xFFFFu : 0u; return r;
+  V16 r;
+  for (int i = 0; i < 8; ++i) r.v[i] = a.v[i] > b.v[i] ? 0xFFFFu : 0u;
+  return r;
 }
 // Sign-extends lanes 0..3 (Lower) or 4..7 (Upper), read as int16, to int32.
-inline VI PromoteLowerSigned(V16 a) { KELVORA_SCALAR_MAP(VI, static_cast<int16_t>(a.v[i])); }
-inline VI PromoteUpperSigned(V16 a) { KELVORA_SCALAR_MAP(VI, static_cast<int16_t>(a.v[i + 4])); }
+inline VI PromoteLowerSigned(V16 a) {
+  KELVORA_SCALAR_MAP(VI, static_cast<int16_t>(a.v[i]));
+}
+inline VI PromoteUpperSigned(V16 a) {
+  KELVORA_SCALAR_MAP(VI, static_cast<int16_t>(a.v[i + 4]));
+}
 // Zero-extends a 16-bit lane mask to 32-bit lanes.
-inline M PromoteLowerMask(V16 a) { KELVORA_SCALAR_MAP(M, a.v[i] ? ~0u : 0u); }
-inline M PromoteUpperMask(V16 a) { KELVORA_SCALAR_MAP(M, a.v[i + 4] ? ~0u : 0u); }
+inline M PromoteLowerMask(V16 a) {
+  KELVORA_SCALAR_MAP(M, a.v[i] ? ~0u : 0u);
+}
+inline M PromoteUpperMask(V16 a) {
+  KELVORA_SCALAR_MAP(M, a.v[i + 4] ? ~0u : 0u);
+}
 
 #undef KELVORA_SCALAR_MAP
 

@@ -7,53 +7,103 @@
 
 namespace kelvora::simd::sse2 {
 
-struct VF { __m128 v; };
-struct VI { __m128i v; };
-struct VU { __m128i v; };
-struct M { __m128i v; };
-struct V16 { __m128i v; };
+struct VF {
+  __m128 v;
+};
+struct VI {
+  __m128i v;
+};
+struct VU {
+  __m128i v;
+};
+struct M {
+  __m128i v;
+};
+struct V16 {
+  __m128i v;
+};
 
 struct Tag {
   static constexpr const char* kName = "sse2";
   static constexpr bool kExactDivision = true;
 };
 
-inline VF Zero(Tag) { return VF{_mm_setzero_ps()}; }
-inline VF Set(Tag, float x) { return VF{_mm_set1_ps(x)}; }
-inline VI SetI(Tag, int32_t x) { return VI{_mm_set1_epi32(x)}; }
-inline VU SetU(Tag, uint32_t x) { return VU{_mm_set1_epi32(static_cast<int32_t>(x))}; }
-inline VF Load(Tag, const float* p) { return VF{_mm_load_ps(p)}; }
-inline VF LoadU(Tag, const float* p) { return VF{_mm_loadu_ps(p)}; }
+inline VF Zero(Tag) {
+  return VF{_mm_setzero_ps()};
+}
+inline VF Set(Tag, float x) {
+  return VF{_mm_set1_ps(x)};
+}
+inline VI SetI(Tag, int32_t x) {
+  return VI{_mm_set1_epi32(x)};
+}
+inline VU SetU(Tag, uint32_t x) {
+  return VU{_mm_set1_epi32(static_cast<int32_t>(x))};
+}
+inline VF Load(Tag, const float* p) {
+  return VF{_mm_load_ps(p)};
+}
+inline VF LoadU(Tag, const float* p) {
+  return VF{_mm_loadu_ps(p)};
+}
 inline VU LoadU32(Tag, const uint32_t* p) {
   return VU{_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))};
 }
-inline void Store(VF a, Tag, float* p) { _mm_store_ps(p, a.v); }
-inline void StoreU(VF a, Tag, float* p) { _mm_storeu_ps(p, a.v); }
+inline void Store(VF a, Tag, float* p) {
+  _mm_store_ps(p, a.v);
+}
+inline void StoreU(VF a, Tag, float* p) {
+  _mm_storeu_ps(p, a.v);
+}
 inline void StoreU32(VU a, Tag, uint32_t* p) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(p), a.v);
 }
 
-inline VF Add(VF a, VF b) { return VF{_mm_add_ps(a.v, b.v)}; }
-inline VF Sub(VF a, VF b) { return VF{_mm_sub_ps(a.v, b.v)}; }
-inline VF Mul(VF a, VF b) { return VF{_mm_mul_ps(a.v, b.v)}; }
-inline VF Div(VF a, VF b) { return VF{_mm_div_ps(a.v, b.v)}; }
+inline VF Add(VF a, VF b) {
+  return VF{_mm_add_ps(a.v, b.v)};
+}
+inline VF Sub(VF a, VF b) {
+  return VF{_mm_sub_ps(a.v, b.v)};
+}
+inline VF Mul(VF a, VF b) {
+  return VF{_mm_mul_ps(a.v, b.v)};
+}
+inline VF Div(VF a, VF b) {
+  return VF{_mm_div_ps(a.v, b.v)};
+}
 // Lane-wise equal to the scalar ternaries b < a ? b : a and a < b ? b : a,
 // including which operand wins for NaN.
-inline VF Min(VF a, VF b) { return VF{_mm_min_ps(b.v, a.v)}; }
-inline VF Max(VF a, VF b) { return VF{_mm_max_ps(b.v, a.v)}; }
+inline VF Min(VF a, VF b) {
+  return VF{_mm_min_ps(b.v, a.v)};
+}
+inline VF Max(VF a, VF b) {
+  return VF{_mm_max_ps(b.v, a.v)};
+}
 inline VF Abs(VF a) {
   return VF{_mm_and_ps(a.v, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF)))};
 }
 inline VF Neg(VF a) {
   return VF{_mm_xor_ps(a.v, _mm_castsi128_ps(_mm_set1_epi32(static_cast<int32_t>(0x80000000u))))};
 }
-inline VF Sqrt(VF a) { return VF{_mm_sqrt_ps(a.v)}; }
-inline VF Reciprocal(VF a) { return VF{_mm_div_ps(_mm_set1_ps(1.0f), a.v)}; }
-inline VF MulAdd(VF a, VF b, VF c) { return Add(Mul(a, b), c); }
-inline VF NegMulAdd(VF a, VF b, VF c) { return Sub(c, Mul(a, b)); }
+inline VF Sqrt(VF a) {
+  return VF{_mm_sqrt_ps(a.v)};
+}
+inline VF Reciprocal(VF a) {
+  return VF{_mm_div_ps(_mm_set1_ps(1.0f), a.v)};
+}
+inline VF MulAdd(VF a, VF b, VF c) {
+  return Add(Mul(a, b), c);
+}
+inline VF NegMulAdd(VF a, VF b, VF c) {
+  return Sub(c, Mul(a, b));
+}
 
-inline VI TruncateToInt(VF a) { return VI{_mm_cvttps_epi32(a.v)}; }
-inline VF ConvertToFloat(VI a) { return VF{_mm_cvtepi32_ps(a.v)}; }
+inline VI TruncateToInt(VF a) {
+  return VI{_mm_cvttps_epi32(a.v)};
+}
+inline VF ConvertToFloat(VI a) {
+  return VF{_mm_cvtepi32_ps(a.v)};
+}
 inline VF ConvertToFloat(VU a) {
   // Split into 16-bit halves so values above INT32_MAX convert exactly as a
   // scalar uint32 -> float conversion would (one rounding).
@@ -63,43 +113,83 @@ inline VF ConvertToFloat(VU a) {
   return VF{_mm_add_ps(fhi, _mm_cvtepi32_ps(lo))};
 }
 
-inline M Lt(VF a, VF b) { return M{_mm_castps_si128(_mm_cmplt_ps(a.v, b.v))}; }
-inline M Gt(VF a, VF b) { return M{_mm_castps_si128(_mm_cmpgt_ps(a.v, b.v))}; }
-inline M Le(VF a, VF b) { return M{_mm_castps_si128(_mm_cmple_ps(a.v, b.v))}; }
-inline M Ge(VF a, VF b) { return M{_mm_castps_si128(_mm_cmpge_ps(a.v, b.v))}; }
-inline M Eq(VF a, VF b) { return M{_mm_castps_si128(_mm_cmpeq_ps(a.v, b.v))}; }
+inline M Lt(VF a, VF b) {
+  return M{_mm_castps_si128(_mm_cmplt_ps(a.v, b.v))};
+}
+inline M Gt(VF a, VF b) {
+  return M{_mm_castps_si128(_mm_cmpgt_ps(a.v, b.v))};
+}
+inline M Le(VF a, VF b) {
+  return M{_mm_castps_si128(_mm_cmple_ps(a.v, b.v))};
+}
+inline M Ge(VF a, VF b) {
+  return M{_mm_castps_si128(_mm_cmpge_ps(a.v, b.v))};
+}
+inline M Eq(VF a, VF b) {
+  return M{_mm_castps_si128(_mm_cmpeq_ps(a.v, b.v))};
+}
 inline M NeZero(VU a) {
   const __m128i z = _mm_cmpeq_epi32(a.v, _mm_setzero_si128());
   return M{_mm_xor_si128(z, _mm_set1_epi32(-1))};
 }
-inline M And(M a, M b) { return M{_mm_and_si128(a.v, b.v)}; }
-inline M Or(M a, M b) { return M{_mm_or_si128(a.v, b.v)}; }
-inline M Not(M a) { return M{_mm_xor_si128(a.v, _mm_set1_epi32(-1))}; }
+inline M And(M a, M b) {
+  return M{_mm_and_si128(a.v, b.v)};
+}
+inline M Or(M a, M b) {
+  return M{_mm_or_si128(a.v, b.v)};
+}
+inline M Not(M a) {
+  return M{_mm_xor_si128(a.v, _mm_set1_epi32(-1))};
+}
 inline VF IfThenElse(M m, VF a, VF b) {
   const __m128 mf = _mm_castsi128_ps(m.v);
   return VF{_mm_or_ps(_mm_and_ps(mf, a.v), _mm_andnot_ps(mf, b.v))};
 }
-inline VF IfThenElseZero(M m, VF a) { return VF{_mm_and_ps(_mm_castsi128_ps(m.v), a.v)}; }
-inline VU IfThenElseZero(M m, VU a) { return VU{_mm_and_si128(m.v, a.v)}; }
-inline VU Or(VU a, VU b) { return VU{_mm_or_si128(a.v, b.v)}; }
-inline bool AllFalse(M m) { return _mm_movemask_epi8(m.v) == 0; }
+inline VF IfThenElseZero(M m, VF a) {
+  return VF{_mm_and_ps(_mm_castsi128_ps(m.v), a.v)};
+}
+inline VU IfThenElseZero(M m, VU a) {
+  return VU{_mm_and_si128(m.v, a.v)};
+}
+inline VU Or(VU a, VU b) {
+  return VU{_mm_or_si128(a.v, b.v)};
+}
+inline bool AllFalse(M m) {
+  return _mm_movemask_epi8(m.v) == 0;
+}
 
 inline V16 Load16(Tag, const uint16_t* p) {
   return V16{_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))};
 }
-inline V16 Set16(Tag, uint16_t x) { return V16{_mm_set1_epi16(static_cast<int16_t>(x))}; }
-inline V16 Add16(V16 a, V16 b) { return V16{_mm_add_epi16(a.v, b.v)}; }
-inline V16 Sub16(V16 a, V16 b) { return V16{_mm_sub_epi16(a.v, b.v)}; }
-inline V16 Or16(V16 a, V16 b) { return V16{_mm_or_si128(a.v, b.v)}; }
+inline V16 Set16(Tag, uint16_t x) {
+  return V16{_mm_set1_epi16(static_cast<int16_t>(x))};
+}
+inline V16 Add16(V16 a, V16 b) {
+  return V16{_mm_add_epi16(a.v, b.v)};
+}
+inline V16 Sub16(V16 a, V16 b) {
+  return V16{_mm_sub_epi16(a.v, b.v)};
+}
+inline V16 Or16(V16 a, V16 b) {
+  return V16{_mm_or_si128(a.v, b.v)};
+}
 inline V16 Gt16(V16 a, V16 b) {
   // SSE2 has no unsigned 16-bit compare: a > b exactly when a -sat b is not 0.
   const __m128i diff = _mm_subs_epu16(a.v, b.v);
   const __m128i zero = _mm_cmpeq_epi16(diff, _mm_setzero_si128());
   return V16{_mm_xor_si128(zero, _mm_set1_epi32(-1))};
 }
-inline VI PromoteLowerSigned(V16 a) { return VI{_mm_srai_epi32(_mm_unpacklo_epi16(a.v, a.v), 16)}; }
-inline VI PromoteUpperSigned(V16 a) { return VI{_mm_srai_epi32(_mm_unpackhi_epi16(a.v, a.v), 16)}; }
-inline M PromoteLowerMask(V16 a) { return M{_mm_unpacklo_epi16(a.v, a.v)}; }
-inline M PromoteUpperMask(V16 a) { return M{_mm_unpackhi_epi16(a.v, a.v)}; }
+inline VI PromoteLowerSigned(V16 a) {
+  return VI{_mm_srai_epi32(_mm_unpacklo_epi16(a.v, a.v), 16)};
+}
+inline VI PromoteUpperSigned(V16 a) {
+  return VI{_mm_srai_epi32(_mm_unpackhi_epi16(a.v, a.v), 16)};
+}
+inline M PromoteLowerMask(V16 a) {
+  return M{_mm_unpacklo_epi16(a.v, a.v)};
+}
+inline M PromoteUpperMask(V16 a) {
+  return M{_mm_unpackhi_epi16(a.v, a.v)};
+}
 
 }  // namespace kelvora::simd::sse2

@@ -1,0 +1,240 @@
+// Creation of the per-engine scratch record: frequency order, tables, mask
+// flags, the stray-light part, and release without leaks.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <vector>
+
+#include "common/CoreFixtures.hpp"
+#include "core/PixelFlags.hpp"
+#include "core/StatusCodes.hpp"
+#include "filters/WigglingTables.hpp"
+#include "synthetic/SyntheticCalibration.hpp"
+
+namespace kelvora {
+namespace {
+
+using testing::CalibrationPtr;
+using testing::defaultParameters;
+using testing::IntermediatePtr;
+
+CalibrationPtr calibrationWith(std::vector<uint32_t> frequencies, uint32_t w = 16,
+                               uint32_t h = 12) {
+  synth::SyntheticCalibrationOptions o;
+  o.width = w;
+  o.height = h;
+  o.frequencies = std::move(frequencies);
+  return CalibrationPtr(synth::makeSyntheticCalibration(o));
+}
+
+IntermediatePtr init(const KelvoraParameter& p, KelvoraCalibration* c, int32_t* result) {
+  KelvoraIntermediate* im = nullptr;
+  *result = kelvoraTavelInit(&p, c, &im);
+  return IntermediatePtr(im);
+}
+
+// The phase table a record's model yields, for comparing which record landed
+// where after reordering.
+std::vector<float> phaseTableOf(const KelvoraCalibrationFrequency& f) {
+  std::vector<float> t(kWigglingTableSize);
+  initCorrectPhaseWiggling_cross(f.phaseWiggling.count, f.phaseWiggling.harmonic,
+                                 f.phaseWiggling.phase, f.phaseWiggling.amplitude, t.data());
+  return t;
+}
+
+struct OrderCase {
+  const char* name;
+  std::vector<uint32_t> calibrated;
+  uint32_t freq1, freq2;
+  uint8_t numFreqs;
+  int32_t expectedResult;
+  std::vector<uint32_t> expectedLeadingRecords;
+};
+
+class AdaptCalibration : public ::testing::TestWithParam<OrderCase> {};
+
+TEST_P(AdaptCalibration, PutsRequestedFrequenciesFirst) {
+  const OrderCase& t = GetParam();
+  CalibrationPtr c = calibrationWith(t.calibrated);
+  // Remember each frequency's own table before the records move.
+  std::vector<std::vector<float>> tables;
+  for (size_t i = 0; i < t.calibrated.size(); ++i)
+    tables.push_back(phaseTableOf(c->frequencies[i]));
+
+  KelvoraParameter p = defaultParameters(16, 12);
+  p.freq1 = t.freq1;
+  p.freq2 = t.freq2;
+  p.numFreqs = t.numFreqs;
+  int32_t result = -1;
+  IntermediatePtr im = init(p, c.get(), &result);
+  ASSERT_NE(im, nullptr);
+  EXPECT_EQ(result, t.expectedResult);
+  for (size_t i = 0; i < t.expectedLeadingRecords.size(); ++i) {
+    EXPECT_EQ(c->frequencies[i].modulationFrequency, t.expectedLeadingRecords[i]) << i;
+  }
+  // Each probe's table is built from the record now at its index, and its
+  // unambiguous range from the requested frequency.
+  for (uint32_t i = 0; i < t.numFreqs; ++i) {
+    const uint32_t f = i == 0 ? t.freq1 : t.freq2;
+    EXPECT_EQ(im->probeData[i].unambiguousRange, 149852320.0f / static_cast<float>(f));
+    size_t source = 0;
+    while (t.calibrated[source] != c->frequencies[i].modulationFrequency) ++source;
+    for (uint32_t j : {0u, 1234u, 16383u}) {
+      EXPECT_EQ(im->probeData[i].phaseWiggling[j], tables[source][j]) << "probe " << i;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Orders, AdaptCalibration,
+    ::testing::Values(
+        OrderCase{"inOrder", {80320000, 60240000}, 80320000, 60240000, 2, 0, {80320000, 60240000}},
+        OrderCase{"reversed", {60240000, 80320000}, 80320000, 60240000, 2, 0, {80320000, 60240000}},
+        OrderCase{"fromThree",
+                  {1000, 60240000, 80320000},
+                  80320000,
+                  60240000,
+                  2,
+                  0,
+                  {80320000, 60240000}},
+        OrderCase{"secondMissing",
+                  {60240000, 80320000},
+                  80320000,
+                  12345,
+                  2,
+                  status::kInitFrequencyNotCalibrated,
+                  {80320000, 60240000}},
+        // The first frequency is missing: the second is still placed at slot
+        // 0, the only free target.
+        OrderCase{"firstMissing",
+                  {60240000, 80320000},
+                  12345,
+                  80320000,
+                  2,
+                  status::kInitFrequencyNotCalibrated,
+                  {80320000, 60240000}},
+        OrderCase{"single", {60240000, 80320000}, 80320000, 0, 1, 0, {80320000}}),
+    [](const auto& param) { return std::string(param.param.name); });
+
+TEST(AdaptCalibration, SearchNeverReachesBelowThePlacedRecords) {
+  // Both requested frequencies equal: the second search starts at slot 1 and
+  // finds nothing there, although slot 0 holds the frequency.
+  CalibrationPtr c = calibrationWith({80320000, 60240000});
+  KelvoraParameter p = defaultParameters(16, 12);
+  p.freq1 = 80320000;
+  p.freq2 = 80320000;
+  EXPECT_EQ(adaptCalibration(&p, c.get()), status::kInitFrequencyNotCalibrated);
+}
+
+TEST(TavelInit, RefusesOtherRecordVersionsWithoutAllocating) {
+  CalibrationPtr c = calibrationWith({80320000, 60240000});
+  c->version = 2;
+  KelvoraParameter p = defaultParameters(16, 12);
+  KelvoraIntermediate* im = reinterpret_cast<KelvoraIntermediate*>(0x1);
+  EXPECT_EQ(kelvoraTavelInit(&p, c.get(), &im), status::kInitBadCalibrationVersion);
+  EXPECT_EQ(im, reinterpret_cast<KelvoraIntermediate*>(0x1));
+}
+
+TEST(TavelInit, OneFrequencyKeepsItsAmplitudeTableZero) {
+  CalibrationPtr c = calibrationWith({80320000});
+  KelvoraParameter p = defaultParameters(16, 12);
+  p.numFreqs = 1;
+  int32_t result = -1;
+  IntermediatePtr im = init(p, c.get(), &result);
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(im->numFreqs, 1);
+  for (uint32_t j = 0; j < kWigglingTableSize; ++j) {
+    ASSERT_EQ(im->probeData[0].amplitudeWiggling[j], 0.0f) << j;
+  }
+  EXPECT_NE(im->probeData[0].phaseWiggling[100], 0.0f);
+}
+
+TEST(TavelInit, TwoFrequenciesBuildAmplitudeTables) {
+  CalibrationPtr c = calibrationWith({80320000, 60240000});
+  KelvoraParameter p = defaultParameters(16, 12);
+  int32_t result = -1;
+  IntermediatePtr im = init(p, c.get(), &result);
+  for (uint32_t i = 0; i < 2; ++i) {
+    const KelvoraWiggling& w = c->frequencies[i].amplitudeWiggling;
+    std::vector<float> want(kWigglingTableSize);
+    initCorrectAmplitudeWiggling_cross(w.count, w.harmonic, w.phase, w.amplitude, w.offset,
+                                       want.data());
+    for (uint32_t j = 0; j < kWigglingTableSize; j += 97) {
+      EXPECT_EQ(im->probeData[i].amplitudeWiggling[j], want[j]);
+    }
+  }
+}
+
+TEST(TavelInit, MaskBitZeroFlagsThePixel) {
+  CalibrationPtr c = calibrationWith({80320000, 60240000}, 8, 4);
+  for (uint32_t i = 0; i < 32; ++i) c->mask[i] = 0;
+  c->mask[3] = 2;   // bit 0 clear
+  c->mask[5] = 3;   // bit 0 set
+  c->mask[31] = 1;  // last pixel
+  KelvoraParameter p = defaultParameters(8, 4);
+  int32_t result = -1;
+  IntermediatePtr im = init(p, c.get(), &result);
+  for (uint32_t i = 0; i < 32; ++i) {
+    const uint32_t want = (i == 5 || i == 31) ? flags::kMasked : 0u;
+    EXPECT_EQ(im->pixelFlags[i], want) << i;
+  }
+}
+
+TEST(TavelInit, BuffersHaveTheRecordsGeometry) {
+  CalibrationPtr c = calibrationWith({80320000, 60240000}, 7, 3);  // 21 pixels, not a multiple of 4
+  KelvoraParameter p = defaultParameters(7, 3);
+  int32_t result = -1;
+  IntermediatePtr im = init(p, c.get(), &result);
+  EXPECT_EQ(im->width, 7);
+  EXPECT_EQ(im->height, 3);
+  EXPECT_EQ(im->probeData[0].phaseWigglingSize, kWigglingTableSize);
+  EXPECT_EQ(im->probeData[1].amplitudeWigglingSize, kWigglingTableSize);
+  // Per-pixel buffers are padded to whole vectors: the padding is writable
+  // (ASan would report otherwise) and starts zeroed.
+  for (uint32_t i = 0; i < 24; ++i) {
+    EXPECT_EQ(im->probeData[1].distance[i], 0.0f);
+    im->probeData[1].distance[i] = 1.0f;
+    im->filterScratch[i] = 1.0f;
+  }
+  EXPECT_EQ(im->strayLight.bufferA, nullptr);
+  EXPECT_EQ(im->strayLight.forwardPlan, nullptr);
+  EXPECT_EQ(im->strayLight.inversePlan, nullptr);
+}
+
+TEST(TavelInit, PointSpreadFunctionBringsPlansAndBuffers) {
+  CalibrationPtr c = calibrationWith({80320000, 60240000}, 8, 6);
+  c->psfWidth = 10;
+  c->psfHeight = 9;
+  c->psf = static_cast<float*>(std::calloc(90, sizeof(float)));
+  KelvoraParameter p = defaultParameters(8, 6);
+  int32_t result = -1;
+  IntermediatePtr im = init(p, c.get(), &result);
+  EXPECT_NE(im->strayLight.bufferA, nullptr);
+  EXPECT_NE(im->strayLight.bufferB, nullptr);
+  ASSERT_NE(im->strayLight.forwardPlan, nullptr);
+  ASSERT_NE(im->strayLight.inversePlan, nullptr);
+  // The plans transform (9, 10) arrays: a unit impulse goes to a flat spectrum.
+  im->strayLight.bufferA[0] = {1.0f, 0.0f};
+  kiss_fftnd(im->strayLight.forwardPlan, im->strayLight.bufferA, im->strayLight.bufferB);
+  for (int k = 0; k < 90; ++k) EXPECT_FLOAT_EQ(im->strayLight.bufferB[k].r, 1.0f);
+}
+
+TEST(TavelInit, RepeatedCyclesRelease) {
+  // Run under LeakSanitizer: any buffer not released fails the build.
+  CalibrationPtr c = calibrationWith({80320000, 60240000}, 32, 24);
+  c->psfWidth = 36;
+  c->psfHeight = 30;
+  c->psf = static_cast<float*>(std::calloc(36 * 30, sizeof(float)));
+  for (uint8_t freqs : {0, 1, 2}) {
+    KelvoraParameter p = defaultParameters(32, 24);
+    p.numFreqs = freqs;
+    int32_t result = -1;
+    IntermediatePtr im = init(p, c.get(), &result);
+    EXPECT_EQ(result, 0);
+  }
+  kelvoraTavelFree(nullptr);
+  kelvoraIntermediateFree(nullptr);
+}
+
+}  // namespace
+}  // namespace kelvora

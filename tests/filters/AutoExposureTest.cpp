@@ -1,0 +1,194 @@
+// The auto exposure: its sampling pattern, the percentile selection and the
+// proposal rules, against independent formulas.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <random>
+#include <vector>
+
+#include "common/CoreFixtures.hpp"
+#include "filters/AutoExposure.hpp"
+
+namespace kelvora {
+namespace {
+
+using testing::CalibrationPtr;
+
+struct Pattern {
+  uint32_t width, height;
+  std::vector<uint8_t> calibrationMask;
+  std::vector<uint8_t> sampleMask;
+  std::vector<float> samples;
+  KelvoraAutoExposure ae{};
+  CalibrationPtr calibration;
+
+  Pattern(uint32_t w, uint32_t h, std::function<uint8_t(uint32_t, uint32_t)> mask = nullptr)
+      : width(w), height(h) {
+    calibration.reset(allocateCalibration(w * h));
+    for (uint32_t y = 0; y < h; ++y) {
+      for (uint32_t x = 0; x < w; ++x) calibration->mask[x + w * y] = mask ? mask(x, y) : 0;
+    }
+    uint32_t maxBin = 0;
+    initCalcAutoExposureGetMaxBinSize(w, h, &maxBin);
+    sampleMask.assign(w * h, 9);
+    samples.assign(maxBin + 1, -7.f);  // one sentinel past the end
+    ae.sampleMask = sampleMask.data();
+    ae.samples = samples.data();
+    initCalcAutoExposure(&ae, calibration.get(), w, h);
+  }
+  uint32_t maxBin() const { return static_cast<uint32_t>(samples.size() - 1); }
+};
+
+TEST(AutoExposurePattern, SamplesLieOnEvenRadiiAroundTheCentre) {
+  for (auto [w, h] : {std::pair{224u, 172u}, {640u, 480u}, {7u, 5u}, {1u, 1u}}) {
+    Pattern p(w, h);
+    EXPECT_EQ(p.ae.sampleCount, p.maxBin()) << "nothing masked: every hit counts";
+    EXPECT_EQ(p.ae.sampleMask[(w / 2) + w * (h / 2)], 1) << "r = 0 hits the centre";
+    EXPECT_GE(p.ae.sampleCount, 50u) << "all 50 angles of r = 0 count";
+    uint32_t marked = 0;
+    for (uint32_t y = 0; y < h; ++y) {
+      for (uint32_t x = 0; x < w; ++x) {
+        const uint8_t m = p.ae.sampleMask[x + w * y];
+        ASSERT_TRUE(m == 0 || m == 1);
+        if (m == 0) continue;
+        ++marked;
+        // Negative coordinates saturate to 0, so the first row and column
+        // also collect points of circles that leave the image there.
+        if (x == 0 || y == 0) continue;
+        const double r = std::hypot(double(x) - w / 2, double(y) - h / 2);
+        const double nearestEven = 2.0 * std::round(r / 2.0);
+        // Rounding each coordinate moves a point by at most sqrt(0.5).
+        EXPECT_LE(std::fabs(r - nearestEven), 0.7072) << x << "," << y;
+      }
+    }
+    EXPECT_LT(marked, p.ae.sampleCount) << "repeated hits are counted, marked once";
+    const uint32_t rmax = static_cast<uint32_t>(std::sqrt((double(w) * w + double(h) * h) / 2));
+    EXPECT_LE(p.ae.sampleCount, 50u * ((rmax + 1) / 2));
+    EXPECT_EQ(p.ae.selectIndex, static_cast<uint32_t>(std::ceil(p.ae.sampleCount * 0.049999997)));
+    for (uint32_t i = 0; i < p.ae.sampleCount; ++i) ASSERT_EQ(p.samples[i], 0.f);
+    EXPECT_EQ(p.samples.back(), -7.f);
+  }
+}
+
+TEST(AutoExposurePattern, MaskedPixelsAreNotSampled) {
+  Pattern all(32, 24);
+  Pattern leftMasked(32, 24, [](uint32_t x, uint32_t) { return uint8_t(x < 16 ? 1 : 0); });
+  Pattern everything(32, 24, [](uint32_t, uint32_t) { return uint8_t{2}; });  // any non-zero byte
+  EXPECT_LT(leftMasked.ae.sampleCount, all.ae.sampleCount);
+  for (uint32_t y = 0; y < 24; ++y) {
+    for (uint32_t x = 0; x < 32; ++x) {
+      const uint8_t want = x < 16 ? 0 : all.ae.sampleMask[x + 32 * y];
+      EXPECT_EQ(leftMasked.ae.sampleMask[x + 32 * y], want);
+    }
+  }
+  EXPECT_EQ(everything.ae.sampleCount, 0u);
+  EXPECT_EQ(everything.ae.selectIndex, 0u);
+}
+
+TEST(AutoExposureSelect, EqualsFullDescendingSort) {
+  std::mt19937 gen(5);
+  std::uniform_real_distribution<float> dist(0.f, 4000.f);
+  for (uint32_t count : {1u, 2u, 3u, 4u, 17u, 100u, 2500u}) {
+    for (int rep = 0; rep < 5; ++rep) {
+      std::vector<float> v(count);
+      for (auto& e : v) e = rep == 4 ? std::floor(dist(gen) / 1000.f) : dist(gen);  // ties too
+      std::vector<float> sorted = v;
+      std::sort(sorted.begin(), sorted.end(), std::greater<float>());
+      const uint32_t k = (count * 7 + static_cast<uint32_t>(rep)) % count;
+      EXPECT_EQ(zyn_selectDescending(v.data(), count, k), sorted[k]) << count << " " << k;
+    }
+  }
+}
+
+struct Proposal {
+  const char* name;
+  float amplitude;        // every sampled pixel's amplitude
+  float reference;        // exposureReferenceAmplitude
+  uint32_t exposure;      // current exposure of both frequencies
+  uint32_t lower, upper;  // exposure limits
+  uint8_t numFreqs;
+  uint32_t expected;  // proposal for each frequency
+};
+
+class AutoExposureProposal : public ::testing::TestWithParam<Proposal> {};
+
+TEST_P(AutoExposureProposal, FollowsTheRules) {
+  const Proposal& t = GetParam();
+  Pattern p(64, 48);
+  std::vector<float> amplitude(64 * 48, -t.amplitude);  // the magnitude is what counts
+  KelvoraParameter params = testing::defaultParameters(64, 48);
+  params.exposureReferenceAmplitude = t.reference;
+  params.exposureLimitLower = t.lower;
+  params.exposureLimitUpper = t.upper;
+  params.numFreqs = t.numFreqs;
+  const uint32_t times[3] = {777, t.exposure, t.exposure};
+  uint32_t proposal[3] = {1, 2, 3};
+  calcAutoExposure(64 * 48, amplitude.data(), &params, &p.ae, times, proposal);
+  EXPECT_EQ(proposal[0], 777u);
+  for (uint32_t i = 1; i <= t.numFreqs; ++i) EXPECT_EQ(proposal[i], t.expected) << i;
+  for (uint32_t i = t.numFreqs + 1; i < 3; ++i) EXPECT_EQ(proposal[i], i + 1) << "untouched";
+}
+
+// Expected proposals follow from ratio = reference / amplitude by hand.
+INSTANTIATE_TEST_SUITE_P(
+    Rules, AutoExposureProposal,
+    ::testing::Values(Proposal{"deadBandKeeps", 1000.f, 1050.f, 300, 1, 2000, 2, 300},
+                      Proposal{"exactly0p9Moves", 1.f, 0.9f, 100, 1, 2000, 2, 90},
+                      Proposal{"exactly1p1Moves", 1.f, 1.1f, 100, 1, 2000, 2, 110},
+                      Proposal{"halfRoundsAway", 1000.f, 2500.f, 101, 1, 2000, 2, 253},  // 252.5
+                      Proposal{"clampUpper", 100.f, 1200.f, 300, 1, 2000, 2, 2000},
+                      Proposal{"clampLower", 3000.f, 100.f, 30, 5, 2000, 2, 5},
+                      Proposal{"atLowerStays", 3000.f, 100.f, 5, 5, 2000, 2, 5},
+                      Proposal{"atUpperStays", 100.f, 1200.f, 2000, 1, 2000, 2, 2000},
+                      Proposal{"atUpperMayGoDown", 3000.f, 1200.f, 2000, 1, 2000, 2, 800},
+                      Proposal{"zeroAmplitudeIsTenth", 0.f, 1200.f, 300, 1, 2000, 2, 2000},
+                      Proposal{"oneFrequency", 600.f, 1200.f, 300, 1, 2000, 1, 600},
+                      Proposal{"noFrequency", 600.f, 1200.f, 300, 1, 2000, 0, 0},
+                      Proposal{"registryLimits", 100.f, 1200.f, 1, 1, 2, 2, 2}),
+    [](const auto& param) { return std::string(param.param.name); });
+
+TEST(AutoExposureProposalNoSamples, FallsToTheLowerLimit) {
+  Pattern p(32, 24, [](uint32_t, uint32_t) { return uint8_t{1}; });
+  std::vector<float> amplitude(32 * 24, 500.f);
+  KelvoraParameter params = testing::defaultParameters(32, 24);
+  params.exposureLimitLower = 10;
+  params.exposureLimitUpper = 1000;
+  const uint32_t times[3] = {50, 400, 10};
+  uint32_t proposal[3] = {};
+  calcAutoExposure(32 * 24, amplitude.data(), &params, &p.ae, times, proposal);
+  EXPECT_EQ(proposal[0], 50u);
+  EXPECT_EQ(proposal[1], 10u);
+  EXPECT_EQ(proposal[2], 10u) << "already at the lower limit";
+}
+
+TEST(AutoExposureProposalPercentile, TakesTheBrightFivePercent) {
+  // Random amplitudes: the expected percentile is computed by gathering the
+  // marked pixels, padding with the zeros left from initialisation, sorting.
+  Pattern p(96, 64);
+  std::mt19937 gen(9);
+  std::uniform_real_distribution<float> dist(10.f, 3000.f);
+  std::vector<float> amplitude(96 * 64);
+  for (auto& a : amplitude) a = dist(gen);
+  std::vector<float> gathered;
+  for (uint32_t i = 0; i < amplitude.size(); ++i) {
+    if (p.ae.sampleMask[i]) gathered.push_back(amplitude[i]);
+  }
+  gathered.resize(p.ae.sampleCount, 0.f);
+  std::sort(gathered.begin(), gathered.end(), std::greater<float>());
+  const float percentile = gathered[p.ae.selectIndex];
+  KelvoraParameter params = testing::defaultParameters(96, 64);
+  params.exposureLimitLower = 1;
+  params.exposureLimitUpper = 100000;
+  const uint32_t times[3] = {5, 1000, 2000};
+  uint32_t proposal[3] = {};
+  calcAutoExposure(96 * 64, amplitude.data(), &params, &p.ae, times, proposal);
+  const float ratio = params.exposureReferenceAmplitude / percentile;
+  ASSERT_FALSE(ratio > 0.9f && ratio < 1.1f);
+  EXPECT_EQ(proposal[1], static_cast<uint32_t>(std::lround(1000.0 * ratio)));
+  EXPECT_EQ(proposal[2], static_cast<uint32_t>(std::lround(2000.0 * ratio)));
+}
+
+}  // namespace
+}  // namespace kelvora

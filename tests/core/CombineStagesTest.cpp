@@ -1,0 +1,140 @@
+// The combine driver's own stages: wrapping, noise test, flying pixels and
+// image validation.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "common/CoreFixtures.hpp"
+#include "common/SimdTestTypes.hpp"
+#include "core/CombineStages.hpp"
+
+namespace kelvora {
+namespace {
+
+template <class D>
+class CombineKernels : public ::testing::Test {};
+TYPED_TEST_SUITE(CombineKernels, testing::AllSimdTags, testing::SimdTagName);
+
+TYPED_TEST(CombineKernels, WrapMatchesFloorFormulaForEveryLengthAndLane) {
+  const float range = 7.5f;
+  std::mt19937 gen(1);
+  std::uniform_real_distribution<float> dist(-7.4f, 22.0f);
+  for (uint32_t n = 1; n <= 11; ++n) {
+    std::vector<float> in(n), out(n + 1, -99.f);
+    for (auto& v : in) v = dist(gen);
+    in[0] = range;             // exactly one range wraps to 0
+    if (n > 1) in[1] = -0.1f;  // slightly negative wraps to just below the range
+    WrapDistanceKernel(TypeParam(), n, in.data(), range, out.data());
+    for (uint32_t i = 0; i < n; ++i) {
+      const double q = static_cast<double>(in[i]) * (1.0 / range);
+      const double want = in[i] - std::floor(q) * range;
+      EXPECT_NEAR(out[i], want, 1e-6) << n << ":" << i;
+      EXPECT_GE(out[i], 0.0f);
+      EXPECT_LT(out[i], range);
+    }
+    EXPECT_EQ(out[0], 0.0f);
+    if (n > 1) {
+      EXPECT_NEAR(out[1], 7.4f, 1e-6);
+    }
+    EXPECT_EQ(out[n], -99.f) << "nothing written past n";
+  }
+}
+
+TYPED_TEST(CombineKernels, NoiseTestIsStrictAndOnlyOrs) {
+  for (uint32_t n = 1; n <= 9; ++n) {
+    std::vector<float> noise(n);
+    std::vector<uint32_t> fl(n + 1, 0x100u);
+    for (uint32_t i = 0; i < n; ++i)
+      noise[i] = i % 3 == 0 ? 0.07f : (i % 3 == 1 ? 0.0700001f : 0.01f);
+    FlagNoiseKernel(TypeParam(), n, noise.data(), 0.07f, fl.data());
+    for (uint32_t i = 0; i < n; ++i) {
+      EXPECT_EQ(fl[i], i % 3 == 1 ? 0x109u : 0x100u) << i;
+    }
+    EXPECT_EQ(fl[n], 0x100u);
+  }
+}
+
+TEST(FlyingPixels, OnlyPixelsStandingOutOnBothSides) {
+  KelvoraParameter p = testing::defaultParameters(5, 5);
+  // Near distances use the limit flyingPixelF0 = 0.018 m.
+  std::vector<float> d(25, 0.5f);
+  d[2 * 5 + 2] = 0.6f;   // centre: differs from all four neighbours
+  d[1 * 5 + 1] = 0.51f;  // within the limit
+  std::vector<uint32_t> fl(25, 0);
+  flagFlyingPixels(p, d.data(), fl.data());
+  for (uint32_t i = 0; i < 25; ++i) {
+    EXPECT_EQ(fl[i], i == 12 ? flags::kFlyingPixel : 0u) << i;
+  }
+}
+
+TEST(FlyingPixels, AnEdgeIsNotAFlyingPixel) {
+  KelvoraParameter p = testing::defaultParameters(6, 4);
+  std::vector<float> d(24);
+  for (uint32_t y = 0; y < 4; ++y) {
+    for (uint32_t x = 0; x < 6; ++x) d[y * 6 + x] = x < 3 ? 1.0f : 3.0f;
+  }
+  std::vector<uint32_t> fl(24, 0);
+  flagFlyingPixels(p, d.data(), fl.data());
+  for (uint32_t v : fl) EXPECT_EQ(v, 0u);
+}
+
+TEST(FlyingPixels, LimitRampsBetweenNearAndFar) {
+  KelvoraParameter p = testing::defaultParameters(3, 3);
+  // Between 1.0 m and 4.5 m the limit ramps from 0.018 to 0.14: at 2.75 m it
+  // is 0.079. A centre 0.07 m off stays, 0.09 m off is flagged.
+  for (auto [offset, flagged] : {std::pair{0.07f, false}, {0.09f, true}}) {
+    std::vector<float> d(9, 2.75f + offset);
+    d[4] = 2.75f;
+    std::vector<uint32_t> fl(9, 0);
+    flagFlyingPixels(p, d.data(), fl.data());
+    EXPECT_EQ(fl[4], flagged ? flags::kFlyingPixel : 0u) << offset;
+    for (uint32_t i = 0; i < 9; ++i) {
+      if (i != 4) {
+        EXPECT_EQ(fl[i], 0u) << "border pixel " << i;
+      }
+    }
+  }
+  // Far beyond: the limit is flyingPixelF1.
+  std::vector<float> d(9, 6.0f + 0.13f);
+  d[4] = 6.0f;
+  std::vector<uint32_t> fl(9, 0);
+  flagFlyingPixels(p, d.data(), fl.data());
+  EXPECT_EQ(fl[4], 0u);
+}
+
+TEST(FlyingPixels, FewerThanThreeRowsTestNothing) {
+  KelvoraParameter p = testing::defaultParameters(4, 2);
+  std::vector<float> d = {0, 5, 0, 5, 5, 0, 5, 0};
+  std::vector<uint32_t> fl(8, 0);
+  flagFlyingPixels(p, d.data(), fl.data());
+  for (uint32_t v : fl) EXPECT_EQ(v, 0u);
+}
+
+TEST(ValidateImage, ClearsFlaggedPixelsDenseAndSparse) {
+  for (bool sparse : {false, true}) {
+    KelvoraParameter p = testing::defaultParameters(3, 1);
+    p.useSparsePointCloud = sparse;
+    std::vector<float> dist = {1, 2, 3}, noise = {0.1f, 0.2f, 0.3f}, cloud(12);
+    for (uint32_t i = 0; i < 12; ++i) cloud[i] = static_cast<float>(i + 1);
+    std::vector<uint32_t> fl = {0, flags::kMasked, flags::kSaturated | flags::kFlyingPixel};
+    KelvoraOutput out{};
+    out.distance = dist.data();
+    out.noise = noise.data();
+    out.pointCloud = cloud.data();
+    out.flags = fl.data();
+    validateImage(p, out);
+    EXPECT_EQ(fl, (std::vector<uint32_t>{0, 1, 1}));
+    EXPECT_EQ(dist, (std::vector<float>{1, 0, 0}));
+    EXPECT_EQ(noise, (std::vector<float>{0.1f, 0, 0}));
+    if (sparse) {
+      for (uint32_t i = 0; i < 12; ++i) EXPECT_EQ(cloud[i], static_cast<float>(i + 1));
+    } else {
+      EXPECT_EQ(cloud, (std::vector<float>{1, 2, 3, 4, 0, 0, 0, 8, 0, 0, 0, 12}));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kelvora

@@ -129,6 +129,15 @@ inline VF ConvertToFloat(VI a) {
 inline VF ConvertToFloat(VU a) {
   return VF{vcvtq_f32_u32(a.v)};
 }
+// Truncates toward zero and saturates: negative and NaN give 0, 2^32 and
+// above give 0xFFFFFFFF (the instruction's own behaviour).
+inline VU TruncateToUnsigned(VF a) {
+  return VU{vcvtq_u32_f32(a.v)};
+}
+// Reinterprets the lanes' bits (no conversion).
+inline VF BitCastToFloat(VU a) {
+  return VF{vreinterpretq_f32_u32(a.v)};
+}
 
 inline M Lt(VF a, VF b) {
   return M{vcltq_f32(a.v, b.v)};

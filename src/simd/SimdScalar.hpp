@@ -117,6 +117,22 @@ inline VF ConvertToFloat(VI a) {
 inline VF ConvertToFloat(VU a) {
   KELVORA_SCALAR_MAP(VF, static_cast<float>(a.v[i]));
 }
+// float -> uint32 truncating toward zero and saturating as the ARM conversion
+// does: negative and NaN give 0, 2^32 and above give 0xFFFFFFFF.
+inline uint32_t TruncateToUnsignedLane(float x) {
+  if (!(x > 0.0f)) return 0u;
+  if (x >= 4294967296.0f) return 0xFFFFFFFFu;
+  return static_cast<uint32_t>(x);
+}
+inline VU TruncateToUnsigned(VF a) {
+  KELVORA_SCALAR_MAP(VU, TruncateToUnsignedLane(a.v[i]));
+}
+// Reinterprets the lanes' bits (no conversion).
+inline VF BitCastToFloat(VU a) {
+  VF r;
+  std::memcpy(r.v, a.v, sizeof r.v);
+  return r;
+}
 
 inline M Lt(VF a, VF b) {
   KELVORA_SCALAR_MAP(M, a.v[i] < b.v[i] ? ~0u : 0u);

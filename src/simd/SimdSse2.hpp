@@ -112,6 +112,26 @@ inline VF ConvertToFloat(VU a) {
   const __m128 fhi = _mm_mul_ps(_mm_cvtepi32_ps(hi), _mm_set1_ps(65536.0f));
   return VF{_mm_add_ps(fhi, _mm_cvtepi32_ps(lo))};
 }
+// float -> uint32 truncating toward zero and saturating as the ARM conversion
+// does: negative and NaN give 0, 2^32 and above give 0xFFFFFFFF. SSE2 only
+// converts to int32, so values from 2^31 on are shifted down by 2^31 first
+// and the top bit is put back afterwards.
+inline VU TruncateToUnsigned(VF a) {
+  const __m128 two31 = _mm_set1_ps(2147483648.0f);
+  const __m128 big = _mm_cmpge_ps(a.v, two31);
+  const __m128 shifted = _mm_sub_ps(a.v, _mm_and_ps(big, two31));
+  __m128i r = _mm_cvttps_epi32(shifted);
+  r = _mm_xor_si128(r, _mm_and_si128(_mm_castps_si128(big), _mm_set1_epi32(INT32_MIN)));
+  const __m128 over = _mm_cmpge_ps(a.v, _mm_set1_ps(4294967296.0f));
+  r = _mm_or_si128(r, _mm_castps_si128(over));
+  // Not greater than 0 covers negative values and NaN.
+  const __m128 positive = _mm_cmpgt_ps(a.v, _mm_setzero_ps());
+  return VU{_mm_and_si128(r, _mm_castps_si128(positive))};
+}
+// Reinterprets the lanes' bits (no conversion).
+inline VF BitCastToFloat(VU a) {
+  return VF{_mm_castsi128_ps(a.v)};
+}
 
 inline M Lt(VF a, VF b) {
   return M{_mm_castps_si128(_mm_cmplt_ps(a.v, b.v))};

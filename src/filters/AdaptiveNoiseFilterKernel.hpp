@@ -1,0 +1,133 @@
+#pragma once
+// The adaptive noise filter written once against the 4-lane layer; the
+// library instantiates it with the native backend, tests with every backend.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "filters/FastExp.hpp"
+#include "simd/Simd.hpp"
+
+namespace kelvora {
+
+// exp(-(dx^2 + dy^2) / 8) for dx, dy in -2..2, indexed [dy + 2][dx + 2]. Kept
+// as stored values: the filter's output is fixed to these exact floats.
+constexpr float kAdaptiveNoiseKernel[5][5] = {
+    {0.36787945f, 0.53526145f, 0.60653067f, 0.53526145f, 0.36787945f},
+    {0.53526145f, 0.77880079f, 0.88249689f, 0.77880079f, 0.53526145f},
+    {0.60653067f, 0.88249689f, 1.0f, 0.88249689f, 0.60653067f},
+    {0.53526145f, 0.77880079f, 0.88249689f, 0.77880079f, 0.53526145f},
+    {0.36787945f, 0.53526145f, 0.60653067f, 0.53526145f, 0.36787945f},
+};
+
+// The range term's variance is (2.5 sigma)^2.
+constexpr float kRangeVarianceScale = 12.5f;
+// Smallest normal float: the weight sum never becomes zero, even when every
+// weight underflows.
+constexpr float kMinWeightSum = 1.1754944e-38f;
+
+namespace adaptive_noise_detail {
+
+// Loads four lanes starting at element `index`; with kBounded, lanes at or
+// past `count` are not read (they come back as zero).
+template <bool kBounded, class T>
+inline const T* lanesAt(const T* base, std::ptrdiff_t index, std::ptrdiff_t count, T* copy) {
+  if (!kBounded) return base + index;
+  const std::ptrdiff_t available =
+      std::max<std::ptrdiff_t>(0, std::min<std::ptrdiff_t>(4, count - index));
+  std::fill(copy, copy + 4, T{0});
+  std::copy(base + index, base + index + available, copy);
+  return copy;
+}
+
+template <bool kBounded, class D>
+inline auto loadFloats(D d, const float* base, std::ptrdiff_t index, std::ptrdiff_t count) {
+  float copy[4];
+  return LoadU(d, lanesAt<kBounded>(base, index, count, copy));
+}
+
+// All-ones in the lanes whose flag word is 0.
+template <bool kBounded, class D>
+inline auto loadUnflagged(D d, const uint32_t* base, std::ptrdiff_t index, std::ptrdiff_t count) {
+  uint32_t copy[4];
+  return Not(NeZero(LoadU32(d, lanesAt<kBounded>(base, index, count, copy))));
+}
+
+// One group of four pixels of row y starting at column x; `inRange` marks the
+// lanes that are interior pixels. Returns the new distances (old values in
+// lanes that are not filtered).
+template <bool kBounded, class D, class VF = decltype(Zero(D())),
+          class M = decltype(Lt(Zero(D()), Zero(D())))>
+inline VF filterGroup(D d, std::ptrdiff_t width, std::ptrdiff_t count, int radius, std::ptrdiff_t y,
+                      std::ptrdiff_t x, M inRange, const float* scratch, const float* noise,
+                      const uint32_t* flags) {
+  const std::ptrdiff_t centre = y * width + x;
+  const VF d0 = loadFloats<kBounded>(d, scratch, centre, count);
+  const VF sigma = loadFloats<kBounded>(d, noise, centre, count);
+  const M centreValid = loadUnflagged<kBounded>(d, flags, centre, count);
+  const VF invVariance = Reciprocal(Mul(Set(d, kRangeVarianceScale), Mul(sigma, sigma)));
+
+  VF sum = Zero(d);
+  VF weightSum = Set(d, kMinWeightSum);
+  for (int dy = -radius; dy <= radius; ++dy) {
+    for (int dx = -radius; dx <= radius; ++dx) {
+      const std::ptrdiff_t at = centre + dy * width + dx;
+      const VF n = loadFloats<kBounded>(d, scratch, at, count);
+      const M valid = loadUnflagged<kBounded>(d, flags, at, count);
+      const VF diff = Sub(n, d0);
+      const VF z = Neg(Mul(Mul(diff, diff), invVariance));
+      const VF w = Mul(Set(d, kAdaptiveNoiseKernel[dy + 2][dx + 2]), FastExp(d, z));
+      // A flagged neighbour is skipped, not weighted by zero: its distance may
+      // be anything, NaN included.
+      sum = IfThenElse(valid, MulAdd(n, w, sum), sum);
+      weightSum = IfThenElse(valid, Add(weightSum, w), weightSum);
+    }
+  }
+  const VF filtered = Mul(sum, Reciprocal(weightSum));
+  return IfThenElse(And(inRange, centreValid), filtered, d0);
+}
+
+}  // namespace adaptive_noise_detail
+
+template <class D>
+void filterAdaptiveNoise(D d, int width, int height, uint8_t radius, float* scratch,
+                         const float* noise, const uint32_t* flags, float* distance) {
+  using namespace adaptive_noise_detail;
+  if (width <= 0 || height <= 0) return;
+  const std::ptrdiff_t w = width;
+  const std::ptrdiff_t count = w * height;
+  std::copy(distance, distance + count, scratch);
+  const int r = radius;
+  if (height - r <= r || width - r <= r) return;
+
+  const std::ptrdiff_t endX = w - r;  // one past the last interior column
+  const std::ptrdiff_t lanes = static_cast<std::ptrdiff_t>(simd::kLanes);
+  // Every row's groups start at the same columns, so one lane mask serves the
+  // last group of every row. Kept per call: engines may run on several threads.
+  const std::ptrdiff_t tailLanes = (endX - r) % lanes;
+  uint32_t tailMaskBits[4];
+  for (std::ptrdiff_t i = 0; i < lanes; ++i) tailMaskBits[i] = i < tailLanes ? ~0u : 0u;
+  const auto all = Not(NeZero(SetU(d, 0u)));
+  const auto tailMask = NeZero(LoadU32(d, tailMaskBits));
+
+  for (std::ptrdiff_t y = r; y < height - r; ++y) {
+    std::ptrdiff_t x = r;
+    for (; x + lanes <= endX; x += lanes) {
+      StoreU(filterGroup<false>(d, w, count, r, y, x, all, scratch, noise, flags), d,
+             distance + y * w + x);
+    }
+    if (x == endX) continue;
+    // The masked lanes cover this row's right border and at most the first
+    // two pixels of the next row (which exists, as y is an interior row); they
+    // are written back with the values they hold, as nothing there has been
+    // filtered yet. Only near the image's end can the kernel's reads reach past
+    // the last pixel; there the loads are bounded.
+    const bool nearEnd = (y + r) * w + x + (lanes - 1) + r >= count;
+    StoreU(nearEnd ? filterGroup<true>(d, w, count, r, y, x, tailMask, scratch, noise, flags)
+                   : filterGroup<false>(d, w, count, r, y, x, tailMask, scratch, noise, flags),
+           d, distance + y * w + x);
+  }
+}
+
+}  // namespace kelvora

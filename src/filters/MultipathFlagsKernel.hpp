@@ -1,0 +1,91 @@
+#pragma once
+// The per-pixel parts of the multipath stage, written once against the 4-lane
+// layer. Whole groups of four are read and written in place; the last partial
+// group goes through a copy on the stack, so the buffers need no padding.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "simd/Simd.hpp"
+
+namespace kelvora {
+
+// Guards only the ratio's division: a frequency-1 amplitude of exactly 0 gives
+// a huge ratio rather than a division by zero.
+constexpr float kMultipathRatioGuard = 1e-10f;
+
+namespace multipath_detail {
+
+// Calls group(index, lanes) over [0, count) in groups of four; lanes is 4
+// except for the last group.
+template <class Group>
+inline void forEachGroup(std::size_t count, Group group) {
+  std::size_t i = 0;
+  for (; i + simd::kLanes <= count; i += simd::kLanes) group(i, simd::kLanes);
+  if (i < count) group(i, count - i);
+}
+
+// Four lanes from p, or a zero-filled stack copy of the first `lanes` ones.
+template <class T>
+inline const T* readable(const T* p, std::size_t lanes, T* copy) {
+  if (lanes == simd::kLanes) return p;
+  std::fill(copy, copy + simd::kLanes, T{0});
+  std::copy(p, p + lanes, copy);
+  return copy;
+}
+
+}  // namespace multipath_detail
+
+// ratio[i] = normAmplitude0[i] / (normAmplitude1[i] + 1e-10) - 1 and
+// noise[i] = sqrt((rawNoise1/amplitude1)^2 + (rawNoise0/amplitude0)^2): the
+// amplitude disagreement of the two frequencies and its relative noise.
+template <class D>
+void computeMultipathMeasures(D d, std::size_t count, const float* normAmplitude0,
+                              const float* normAmplitude1, const float* rawNoise0,
+                              const float* amplitude0, const float* rawNoise1,
+                              const float* amplitude1, float* ratio, float* noise) {
+  using multipath_detail::readable;
+  multipath_detail::forEachGroup(count, [&](std::size_t i, std::size_t lanes) {
+    float c[6][4];
+    const auto n0 = LoadU(d, readable(normAmplitude0 + i, lanes, c[0]));
+    const auto n1 = LoadU(d, readable(normAmplitude1 + i, lanes, c[1]));
+    const auto r0 = LoadU(d, readable(rawNoise0 + i, lanes, c[2]));
+    const auto a0 = LoadU(d, readable(amplitude0 + i, lanes, c[3]));
+    const auto r1 = LoadU(d, readable(rawNoise1 + i, lanes, c[4]));
+    const auto a1 = LoadU(d, readable(amplitude1 + i, lanes, c[5]));
+    const auto q = Sub(Div(n0, Add(n1, Set(d, kMultipathRatioGuard))), Set(d, 1.0f));
+    const auto e1 = Div(r1, a1);
+    const auto e0 = Div(r0, a0);
+    const auto s = Sqrt(Add(Mul(e1, e1), Mul(e0, e0)));
+    float out[2][4];
+    StoreU(q, d, out[0]);
+    StoreU(s, d, out[1]);
+    std::copy(out[0], out[0] + lanes, ratio + i);
+    std::copy(out[1], out[1] + lanes, noise + i);
+  });
+}
+
+// ORs flagValue into flags[i] where |measure[i]| > max-floor(noise[i] * factor,
+// floor). The comparison is strict, and a NaN measure or scaled noise never
+// flags (the floor replaces the scaled noise only when that is below it).
+template <class D>
+void flagAboveNoiseFloor(D d, std::size_t count, const float* measure, const float* noise,
+                         float factor, float floor, uint32_t flagValue, uint32_t* flags) {
+  using multipath_detail::readable;
+  const auto vFactor = Set(d, factor);
+  const auto vFloor = Set(d, floor);
+  const auto vFlag = SetU(d, flagValue);
+  multipath_detail::forEachGroup(count, [&](std::size_t i, std::size_t lanes) {
+    float c[2][4];
+    uint32_t cf[4];
+    const auto m = LoadU(d, readable(measure + i, lanes, c[0]));
+    auto t = Mul(LoadU(d, readable(noise + i, lanes, c[1])), vFactor);
+    t = IfThenElse(Lt(t, vFloor), vFloor, t);
+    const auto raised = IfThenElseZero(Gt(Abs(m), t), vFlag);
+    uint32_t out[4];
+    StoreU32(Or(LoadU32(d, readable(flags + i, lanes, cf)), raised), d, out);
+    std::copy(out, out + lanes, flags + i);
+  });
+}
+
+}  // namespace kelvora

@@ -1,10 +1,11 @@
 #pragma once
-// Fast exp(z) through a power of two, built in the float's bit pattern:
-// 2^p has the bits 2^23 * (p + 127) when p is an integer, and the quadratic in
-// the fractional part f bends the linear interpolation between integers toward
-// the true curve. Relative error stays below about 1e-4 over the range where
-// the result is a normal float; results are part of the filter's fixed output,
-// so the constants and the order of operations must not change.
+// Fast exp(z) for z <= 0 through a power of two, built in the float's bit
+// pattern: 2^p has the bits 2^23 * (p + 127) when p is an integer, and the
+// quadratic in the fractional part f bends the linear interpolation between
+// integers toward the true curve. Relative error stays below 0.25 % while the
+// result is a normal float (z down to about -87.3); E(0) is 0.99876, not 1.
+// The results are part of the adaptive noise filter's fixed output, so the
+// constants and the order of operations must not change.
 #include <cstdint>
 #include <cstring>
 

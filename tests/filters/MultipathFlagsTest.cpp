@@ -1,0 +1,280 @@
+#include "filters/MultipathFlags.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "BackendTypes.hpp"
+#include "core/KelvoraIntermediate.hpp"
+#include "core/KelvoraOutput.hpp"
+#include "core/KelvoraParameter.hpp"
+#include "filters/MultipathFlagsKernel.hpp"
+
+namespace kelvora {
+namespace {
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+uint32_t bitsOf(float v) {
+  uint32_t b;
+  std::memcpy(&b, &v, sizeof b);
+  return b;
+}
+
+// ---- vector kernels against brute force and against the scalar path ----
+
+template <class D>
+class MultipathKernels : public ::testing::Test {};
+TYPED_TEST_SUITE(MultipathKernels, testing::AllBackends, testing::BackendName);
+
+TYPED_TEST(MultipathKernels, MeasuresMatchDoublePrecisionAndTheScalarPath) {
+  std::mt19937 rng(21);
+  std::uniform_real_distribution<float> amp(10.0f, 2000.0f);
+  std::uniform_real_distribution<float> rel(0.5f, 1.5f);
+  // Counts 1..11 cover every tail length; exact-size buffers catch overreads.
+  for (std::size_t n = 1; n <= 11; ++n) {
+    std::vector<std::unique_ptr<float[]>> in;
+    for (int k = 0; k < 6; ++k) in.emplace_back(new float[n]);
+    for (std::size_t i = 0; i < n; ++i) {
+      in[1][i] = amp(rng);
+      in[0][i] = in[1][i] * rel(rng);
+      in[3][i] = amp(rng);
+      in[2][i] = in[3][i] * 0.01f * rel(rng);
+      in[5][i] = amp(rng);
+      in[4][i] = in[5][i] * 0.02f * rel(rng);
+    }
+    std::unique_ptr<float[]> ratio(new float[n]), noise(new float[n]);
+    std::unique_ptr<float[]> sRatio(new float[n]), sNoise(new float[n]);
+    computeMultipathMeasures(TypeParam(), n, in[0].get(), in[1].get(), in[2].get(), in[3].get(),
+                             in[4].get(), in[5].get(), ratio.get(), noise.get());
+    computeMultipathMeasures(simd::scalar::Tag(), n, in[0].get(), in[1].get(), in[2].get(),
+                             in[3].get(), in[4].get(), in[5].get(), sRatio.get(), sNoise.get());
+    for (std::size_t i = 0; i < n; ++i) {
+      const double wantRatio = static_cast<double>(in[0][i]) / (in[1][i] + 1e-10) - 1.0;
+      const double wantNoise = std::hypot(static_cast<double>(in[4][i]) / in[5][i],
+                                          static_cast<double>(in[2][i]) / in[3][i]);
+      EXPECT_NEAR(ratio[i], wantRatio, 1e-6) << "n " << n << " i " << i;
+      EXPECT_NEAR(noise[i], wantNoise, wantNoise * 1e-6) << "n " << n << " i " << i;
+      if (TypeParam::kExactDivision) {
+        EXPECT_EQ(bitsOf(ratio[i]), bitsOf(sRatio[i]));
+        EXPECT_EQ(bitsOf(noise[i]), bitsOf(sNoise[i]));
+      }
+    }
+  }
+}
+
+struct ThresholdCase {
+  float measure;
+  float noise;
+  bool flagged;
+};
+
+TYPED_TEST(MultipathKernels, NoiseFloorTestIsStrictAndOnlyOrs) {
+  // factor 2, floor 0.3: the threshold is max(2 * noise, 0.3).
+  const ThresholdCase cases[] = {
+      {0.3f, 0.0f, false},   // equal to the floor: strict
+      {0.31f, 0.0f, true},   // above the floor, noise 0
+      {-0.31f, 0.0f, true},  // absolute value
+      {0.31f, 0.2f, false},  // the scaled noise 0.4 is above the floor
+      {0.41f, 0.2f, true},   // above the scaled noise
+      {0.4f, 0.2f, false},   // equal to the scaled noise
+      {kNaN, 0.0f, false},   // NaN measure
+      {5.0f, kNaN, false},   // NaN noise: NaN threshold
+      {std::numeric_limits<float>::infinity(), 0.0f, true},
+      {0.29f, 0.1f, false},  // below both
+      {0.6f, 0.1f, true},
+  };
+  const std::size_t n = sizeof cases / sizeof cases[0];
+  std::unique_ptr<float[]> measure(new float[n]), noise(new float[n]);
+  std::unique_ptr<uint32_t[]> flags(new uint32_t[n]);
+  for (std::size_t i = 0; i < n; ++i) {
+    measure[i] = cases[i].measure;
+    noise[i] = cases[i].noise;
+    flags[i] = i % 3 == 0 ? 0x3u : 0u;  // earlier flags must survive
+  }
+  flagAboveNoiseFloor(TypeParam(), n, measure.get(), noise.get(), 2.0f, 0.3f, 0x41u, flags.get());
+  for (std::size_t i = 0; i < n; ++i) {
+    const uint32_t before = i % 3 == 0 ? 0x3u : 0u;
+    EXPECT_EQ(flags[i], before | (cases[i].flagged ? 0x41u : 0u)) << "case " << i;
+  }
+}
+
+TYPED_TEST(MultipathKernels, NoiseFloorTestAgreesWithTheScalarPath) {
+  std::mt19937 rng(8);
+  std::uniform_real_distribution<float> m(-1.0f, 1.0f);
+  std::uniform_real_distribution<float> s(0.0f, 0.5f);
+  for (std::size_t n = 1; n <= 11; ++n) {
+    std::unique_ptr<float[]> measure(new float[n]), noise(new float[n]);
+    std::unique_ptr<uint32_t[]> flags(new uint32_t[n]), want(new uint32_t[n]);
+    for (std::size_t i = 0; i < n; ++i) {
+      measure[i] = m(rng);
+      noise[i] = s(rng);
+      flags[i] = want[i] = static_cast<uint32_t>(i & 1u) * 0x9u;
+    }
+    flagAboveNoiseFloor(TypeParam(), n, measure.get(), noise.get(), 1.5f, 0.25f, 0x81u,
+                        flags.get());
+    flagAboveNoiseFloor(simd::scalar::Tag(), n, measure.get(), noise.get(), 1.5f, 0.25f, 0x81u,
+                        want.get());
+    for (std::size_t i = 0; i < n; ++i) ASSERT_EQ(flags[i], want[i]) << "n " << n << " i " << i;
+  }
+}
+
+// ---- the stage on hand-built records ----
+
+// Two-frequency records over a flat scene whose measures sit well below the
+// floors: nothing is flagged until a test case plants an outlier.
+struct Scene {
+  static constexpr uint32_t kW = 7;
+  static constexpr uint32_t kH = 5;
+  static constexpr std::size_t kN = kW * kH;
+  std::vector<std::vector<float>> buffers;
+  KelvoraIntermediateProbeData probes[2] = {};
+  KelvoraIntermediate inter = {};
+  KelvoraParameter params = {};
+  KelvoraOutput out = {};
+  std::vector<uint32_t> flags = std::vector<uint32_t>(kN, 0u);
+
+  float* buffer(float fill) {
+    buffers.emplace_back(kN, fill);
+    return buffers.back().data();
+  }
+
+  Scene() {
+    buffers.reserve(16);
+    for (auto& p : probes) {
+      p.normAmplitude = buffer(100.0f);
+      p.amplitude = buffer(500.0f);
+      p.rawNoise = buffer(5.0f);  // relative noise 1 % per frequency
+    }
+    inter.numFreqs = 2;
+    inter.probeData = probes;
+    inter.mpiAmplitudeRatio = buffer(kNaN);
+    inter.mpiAmplitudeNoise = buffer(kNaN);
+    inter.distanceDifference = buffer(0.01f);
+    inter.filterScratch = buffer(0.0f);
+    params.width = kW;
+    params.height = kH;
+    params.mpiAmplitudeThreshold = 0.3f;
+    params.mpiDistanceThreshold = 0.1f;
+    params.mpiNoiseDistance = 3.0f;
+    params.useMPIFlagAmplitude = true;
+    params.useMPIFlagDistance = true;
+    out.noise = buffer(0.0f);
+    out.flags = flags.data();
+  }
+  void run() { kelvora_flagMultipath(&params, &inter, &out); }
+  static std::size_t at(uint32_t x, uint32_t y) { return y * kW + x; }
+};
+
+TEST(MultipathStage, GateNeedsTwoFrequenciesAndOneTest) {
+  for (int variant = 0; variant < 2; ++variant) {
+    Scene s;
+    s.inter.distanceDifference[Scene::at(3, 2)] = 5.0f;
+    s.probes[0].normAmplitude[Scene::at(3, 2)] = 500.0f;
+    if (variant == 0) {
+      s.inter.numFreqs = 1;
+    } else {
+      s.params.useMPIFlagAmplitude = false;
+      s.params.useMPIFlagDistance = false;
+    }
+    s.run();
+    for (std::size_t i = 0; i < Scene::kN; ++i) {
+      EXPECT_EQ(s.flags[i], 0u);
+      EXPECT_TRUE(std::isnan(s.inter.mpiAmplitudeRatio[i])) << "measure written";
+      EXPECT_TRUE(std::isnan(s.inter.mpiAmplitudeNoise[i])) << "measure written";
+    }
+  }
+}
+
+TEST(MultipathStage, AmplitudeTestUsesTheScaledNoiseAboveItsFloor) {
+  Scene s;
+  s.params.useMPIFlagDistance = false;
+  // Ratio 0.5 everywhere: above the 0.3 floor. Raise the relative noise of the
+  // left half so 3 x noise exceeds 0.5 there.
+  for (uint32_t y = 0; y < Scene::kH; ++y) {
+    for (uint32_t x = 0; x < Scene::kW; ++x) {
+      s.probes[0].normAmplitude[Scene::at(x, y)] = 150.0f;
+      if (x < 3) s.probes[0].rawNoise[Scene::at(x, y)] = 100.0f;  // 20 %
+    }
+  }
+  s.flags[Scene::at(0, 0)] = 0x3u;
+  s.run();
+  for (uint32_t y = 0; y < Scene::kH; ++y) {
+    for (uint32_t x = 0; x < Scene::kW; ++x) {
+      const uint32_t earlier = x == 0 && y == 0 ? 0x3u : 0u;
+      EXPECT_EQ(s.flags[Scene::at(x, y)], earlier | (x < 3 ? 0u : 0x81u)) << x << "," << y;
+      EXPECT_NEAR(s.inter.mpiAmplitudeRatio[Scene::at(x, y)], 0.5f, 1e-6f);
+    }
+  }
+}
+
+TEST(MultipathStage, DistanceTestFloorAndNoiseScaling) {
+  Scene s;
+  s.params.useMPIFlagAmplitude = false;
+  // 0.15 m disagreement: above the 0.1 m floor where the noise is 0, below
+  // 3 x 0.06 m where it is not.
+  std::fill(s.inter.distanceDifference, s.inter.distanceDifference + Scene::kN, 0.15f);
+  for (uint32_t x = 0; x < Scene::kW; ++x) s.out.noise[Scene::at(x, 1)] = 0.06f;
+  s.run();
+  for (uint32_t y = 0; y < Scene::kH; ++y) {
+    for (uint32_t x = 0; x < Scene::kW; ++x) {
+      EXPECT_EQ(s.flags[Scene::at(x, y)], y == 1 ? 0u : 0x41u) << x << "," << y;
+    }
+  }
+}
+
+struct AverageCase {
+  bool average;
+  bool amplitude;  // plant the outlier in the amplitude measure, else distance
+};
+
+class MultipathOutlier : public ::testing::TestWithParam<AverageCase> {};
+
+TEST_P(MultipathOutlier, IsolatedOutlierIsRemovedOnlyWithAveraging) {
+  const AverageCase c = GetParam();
+  Scene s;
+  s.params.useMPIFlagAverage = c.average;
+  const std::size_t hot = Scene::at(3, 2);
+  if (c.amplitude) {
+    s.probes[0].normAmplitude[hot] = 300.0f;  // ratio 2
+  } else {
+    s.inter.distanceDifference[hot] = 2.0f;
+  }
+  s.run();
+  const uint32_t value = c.amplitude ? 0x81u : 0x41u;
+  for (std::size_t i = 0; i < Scene::kN; ++i) {
+    EXPECT_EQ(s.flags[i], i == hot && !c.average ? value : 0u) << "pixel " << i;
+  }
+  const float measured =
+      c.amplitude ? s.inter.mpiAmplitudeRatio[hot] : s.inter.distanceDifference[hot];
+  // Without averaging the raw measure is kept.
+  EXPECT_NEAR(measured, c.average ? (c.amplitude ? 0.0f : 0.01f) : 2.0f, 1e-6f);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, MultipathOutlier,
+                         ::testing::Values(AverageCase{true, true}, AverageCase{false, true},
+                                           AverageCase{true, false}, AverageCase{false, false}),
+                         [](const auto& param) {
+                           return std::string(param.param.average ? "Averaged" : "Raw") +
+                                  (param.param.amplitude ? "Amplitude" : "Distance");
+                         });
+
+TEST(MultipathStage, BothFlagsAccumulateWithEarlierOnes) {
+  Scene s;
+  std::fill(s.inter.distanceDifference, s.inter.distanceDifference + Scene::kN, 1.0f);
+  for (std::size_t i = 0; i < Scene::kN; ++i) {
+    s.probes[0].normAmplitude[i] = 250.0f;
+    s.flags[i] = 0x9u;
+  }
+  s.params.useMPIFlagAverage = true;
+  s.run();
+  for (std::size_t i = 0; i < Scene::kN; ++i) EXPECT_EQ(s.flags[i], 0x9u | 0x41u | 0x81u);
+}
+
+}  // namespace
+}  // namespace kelvora

@@ -9,7 +9,7 @@
 #include <random>
 #include <vector>
 
-#include "BackendTypes.hpp"
+#include "common/SimdTestTypes.hpp"
 #include "filters/AdaptiveNoiseFilterKernel.hpp"
 #include "filters/FastExp.hpp"
 
@@ -114,7 +114,7 @@ void run(D d, Images& im, int radius) {
 
 template <class D>
 class AdaptiveNoiseFilter : public ::testing::Test {};
-TYPED_TEST_SUITE(AdaptiveNoiseFilter, testing::AllBackends, testing::BackendName);
+TYPED_TEST_SUITE(AdaptiveNoiseFilter, testing::AllSimdTags, testing::SimdTagName);
 
 TYPED_TEST(AdaptiveNoiseFilter, MatchesBruteForceOnRandomFlaggedImages) {
   // Widths 1..11 give every partial last group for both radii; heights 1..7

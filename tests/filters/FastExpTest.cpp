@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "BackendTypes.hpp"
+#include "common/SimdTestTypes.hpp"
 
 namespace kelvora {
 namespace {
@@ -83,7 +83,7 @@ TEST(FastExp, StaysWithinItsStatedErrorOfExpOverTheNormalRange) {
 
 template <class D>
 class FastExpBackend : public ::testing::Test {};
-TYPED_TEST_SUITE(FastExpBackend, testing::AllBackends, testing::BackendName);
+TYPED_TEST_SUITE(FastExpBackend, testing::AllSimdTags, testing::SimdTagName);
 
 TYPED_TEST(FastExpBackend, EveryLaneMatchesTheScalarForm) {
   const TypeParam d;

@@ -9,7 +9,7 @@
 #include <random>
 #include <vector>
 
-#include "BackendTypes.hpp"
+#include "common/SimdTestTypes.hpp"
 #include "core/KelvoraIntermediate.hpp"
 #include "core/KelvoraOutput.hpp"
 #include "core/KelvoraParameter.hpp"
@@ -30,7 +30,7 @@ uint32_t bitsOf(float v) {
 
 template <class D>
 class MultipathKernels : public ::testing::Test {};
-TYPED_TEST_SUITE(MultipathKernels, testing::AllBackends, testing::BackendName);
+TYPED_TEST_SUITE(MultipathKernels, testing::AllSimdTags, testing::SimdTagName);
 
 TYPED_TEST(MultipathKernels, MeasuresMatchDoublePrecisionAndTheScalarPath) {
   std::mt19937 rng(21);

@@ -10,8 +10,9 @@ namespace kelvora {
 // selects a 3x3 kernel, 2 a 5x5 kernel. scratch (width x height floats)
 // receives a copy of the unfiltered distances. Flagged pixels (non-zero flag
 // word) keep their values and do not contribute to their neighbours; the
-// border of width radius is not touched. Reads stay inside the width x height
-// pixels of every buffer, padded or not.
+// border of width radius is not touched. A radius above 2 leaves the image
+// unchanged. Reads stay inside the width x height pixels of every buffer,
+// padded or not.
 void filterAdaptiveNoise_arm(int width, int height, uint8_t radius, float* scratch,
                              const float* noise, const uint32_t* flags, float* distance);
 

@@ -29,15 +29,12 @@ constexpr float kMinWeightSum = 1.1754944e-38f;
 
 namespace adaptive_noise_detail {
 
-// Loads four lanes starting at element `index`; with kBounded, lanes at or
-// past `count` are not read (they come back as zero).
+// Where to load the four lanes starting at element `index` from: the buffer
+// itself, or with kBounded a zero-filled copy of only the lanes below `count`.
 template <bool kBounded, class T>
 inline const T* lanesAt(const T* base, std::ptrdiff_t index, std::ptrdiff_t count, T* copy) {
   if (!kBounded) return base + index;
-  const std::ptrdiff_t available =
-      std::max<std::ptrdiff_t>(0, std::min<std::ptrdiff_t>(4, count - index));
-  std::fill(copy, copy + 4, T{0});
-  std::copy(base + index, base + index + available, copy);
+  for (std::ptrdiff_t k = 0; k < 4; ++k) copy[k] = index + k < count ? base[index + k] : T{0};
   return copy;
 }
 
@@ -99,7 +96,9 @@ void filterAdaptiveNoise(D d, int width, int height, uint8_t radius, float* scra
   const std::ptrdiff_t count = w * height;
   std::copy(distance, distance + count, scratch);
   const int r = radius;
-  if (height - r <= r || width - r <= r) return;
+  // The kernel table covers radius 2; larger radii are refused upstream and
+  // leave the image unchanged here rather than read past the table.
+  if (r > 2 || height - r <= r || width - r <= r) return;
 
   const std::ptrdiff_t endX = w - r;  // one past the last interior column
   const std::ptrdiff_t lanes = static_cast<std::ptrdiff_t>(simd::kLanes);

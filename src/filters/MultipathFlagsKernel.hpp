@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "simd/Simd.hpp"
 
@@ -34,6 +35,19 @@ inline const T* readable(const T* p, std::size_t lanes, T* copy) {
   return copy;
 }
 
+// Stores four lanes at p, or only the first `lanes` of them.
+template <class D, class V, class T>
+inline void writeLanes(D d, V v, std::size_t lanes, T* p) {
+  T out[4];
+  T* at = lanes == simd::kLanes ? p : out;
+  if constexpr (std::is_same_v<T, float>) {
+    StoreU(v, d, at);
+  } else {
+    StoreU32(v, d, at);
+  }
+  if (at == out) std::copy(out, out + lanes, p);
+}
+
 }  // namespace multipath_detail
 
 // ratio[i] = normAmplitude0[i] / (normAmplitude1[i] + 1e-10) - 1 and
@@ -57,11 +71,8 @@ void computeMultipathMeasures(D d, std::size_t count, const float* normAmplitude
     const auto e1 = Div(r1, a1);
     const auto e0 = Div(r0, a0);
     const auto s = Sqrt(Add(Mul(e1, e1), Mul(e0, e0)));
-    float out[2][4];
-    StoreU(q, d, out[0]);
-    StoreU(s, d, out[1]);
-    std::copy(out[0], out[0] + lanes, ratio + i);
-    std::copy(out[1], out[1] + lanes, noise + i);
+    multipath_detail::writeLanes(d, q, lanes, ratio + i);
+    multipath_detail::writeLanes(d, s, lanes, noise + i);
   });
 }
 
@@ -82,9 +93,8 @@ void flagAboveNoiseFloor(D d, std::size_t count, const float* measure, const flo
     auto t = Mul(LoadU(d, readable(noise + i, lanes, c[1])), vFactor);
     t = IfThenElse(Lt(t, vFloor), vFloor, t);
     const auto raised = IfThenElseZero(Gt(Abs(m), t), vFlag);
-    uint32_t out[4];
-    StoreU32(Or(LoadU32(d, readable(flags + i, lanes, cf)), raised), d, out);
-    std::copy(out, out + lanes, flags + i);
+    multipath_detail::writeLanes(d, Or(LoadU32(d, readable(flags + i, lanes, cf)), raised), lanes,
+                                 flags + i);
   });
 }
 

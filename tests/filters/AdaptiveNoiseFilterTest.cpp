@@ -246,6 +246,15 @@ TYPED_TEST(AdaptiveNoiseFilter, SmoothsNoiseOnAFlatArea) {
   EXPECT_LT(rms(), 0.5 * before);
 }
 
+TYPED_TEST(AdaptiveNoiseFilter, RadiusBeyondTheKernelTableLeavesTheImage) {
+  const Images original = randomImages(16, 12, 3);
+  Images im = original.clone();
+  run(TypeParam(), im, 3);
+  for (std::size_t i = 0; i < original.count(); ++i) {
+    ASSERT_EQ(bitsOf(im.distance[i]), bitsOf(original.distance[i]));
+  }
+}
+
 TEST(AdaptiveNoiseFilterEntry, RunsTheNativeKernel) {
   const Images original = randomImages(23, 11, 99);
   Images got = original.clone();

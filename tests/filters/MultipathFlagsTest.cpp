@@ -191,39 +191,27 @@ TEST(MultipathStage, GateNeedsTwoFrequenciesAndOneTest) {
   }
 }
 
-TEST(MultipathStage, AmplitudeTestUsesTheScaledNoiseAboveItsFloor) {
+TEST(MultipathStage, ThresholdsAreNoiseScaledAboveTheirFloorsAndFlagsAccumulate) {
   Scene s;
-  s.params.useMPIFlagDistance = false;
-  // Ratio 0.5 everywhere: above the 0.3 floor. Raise the relative noise of the
-  // left half so 3 x noise exceeds 0.5 there.
   for (uint32_t y = 0; y < Scene::kH; ++y) {
     for (uint32_t x = 0; x < Scene::kW; ++x) {
-      s.probes[0].normAmplitude[Scene::at(x, y)] = 150.0f;
-      if (x < 3) s.probes[0].rawNoise[Scene::at(x, y)] = 100.0f;  // 20 %
+      const std::size_t i = Scene::at(x, y);
+      // Ratio 0.5, above the 0.3 floor; in columns 0..2 a 20 % relative noise
+      // lifts the threshold to 3 x 0.2 = 0.6.
+      s.probes[0].normAmplitude[i] = 150.0f;
+      if (x < 3) s.probes[0].rawNoise[i] = 100.0f;
+      // 0.15 m disagreement, above the 0.1 m floor where the output noise is
+      // 0; in row 1 the threshold is 3 x 0.06 m.
+      s.inter.distanceDifference[i] = 0.15f;
+      if (y == 1) s.out.noise[i] = 0.06f;
+      s.flags[i] = 0x9u;
     }
   }
-  s.flags[Scene::at(0, 0)] = 0x3u;
   s.run();
   for (uint32_t y = 0; y < Scene::kH; ++y) {
     for (uint32_t x = 0; x < Scene::kW; ++x) {
-      const uint32_t earlier = x == 0 && y == 0 ? 0x3u : 0u;
-      EXPECT_EQ(s.flags[Scene::at(x, y)], earlier | (x < 3 ? 0u : 0x81u)) << x << "," << y;
-      EXPECT_NEAR(s.inter.mpiAmplitudeRatio[Scene::at(x, y)], 0.5f, 1e-6f);
-    }
-  }
-}
-
-TEST(MultipathStage, DistanceTestFloorAndNoiseScaling) {
-  Scene s;
-  s.params.useMPIFlagAmplitude = false;
-  // 0.15 m disagreement: above the 0.1 m floor where the noise is 0, below
-  // 3 x 0.06 m where it is not.
-  std::fill(s.inter.distanceDifference, s.inter.distanceDifference + Scene::kN, 0.15f);
-  for (uint32_t x = 0; x < Scene::kW; ++x) s.out.noise[Scene::at(x, 1)] = 0.06f;
-  s.run();
-  for (uint32_t y = 0; y < Scene::kH; ++y) {
-    for (uint32_t x = 0; x < Scene::kW; ++x) {
-      EXPECT_EQ(s.flags[Scene::at(x, y)], y == 1 ? 0u : 0x41u) << x << "," << y;
+      const uint32_t want = 0x9u | (x < 3 ? 0u : 0x81u) | (y == 1 ? 0u : 0x41u);
+      EXPECT_EQ(s.flags[Scene::at(x, y)], want) << x << "," << y;
     }
   }
 }
@@ -263,18 +251,6 @@ INSTANTIATE_TEST_SUITE_P(Cases, MultipathOutlier,
                            return std::string(param.param.average ? "Averaged" : "Raw") +
                                   (param.param.amplitude ? "Amplitude" : "Distance");
                          });
-
-TEST(MultipathStage, BothFlagsAccumulateWithEarlierOnes) {
-  Scene s;
-  std::fill(s.inter.distanceDifference, s.inter.distanceDifference + Scene::kN, 1.0f);
-  for (std::size_t i = 0; i < Scene::kN; ++i) {
-    s.probes[0].normAmplitude[i] = 250.0f;
-    s.flags[i] = 0x9u;
-  }
-  s.params.useMPIFlagAverage = true;
-  s.run();
-  for (std::size_t i = 0; i < Scene::kN; ++i) EXPECT_EQ(s.flags[i], 0x9u | 0x41u | 0x81u);
-}
 
 }  // namespace
 }  // namespace kelvora

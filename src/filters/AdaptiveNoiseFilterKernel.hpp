@@ -74,7 +74,7 @@ inline VF filterGroup(D d, std::ptrdiff_t width, std::ptrdiff_t count, int radiu
       const M valid = loadUnflagged<kBounded>(d, flags, at, count);
       const VF diff = Sub(n, d0);
       const VF z = Neg(Mul(Mul(diff, diff), invVariance));
-      const VF w = Mul(Set(d, kAdaptiveNoiseKernel[dy + 2][dx + 2]), FastExp(d, z));
+      const VF w = Mul(Set(d, kAdaptiveNoiseKernel[dy + 2][dx + 2]), FastExpNonPositive(d, z));
       // A flagged neighbour is skipped, not weighted by zero: its distance may
       // be anything, NaN included.
       sum = IfThenElse(valid, MulAdd(n, w, sum), sum);

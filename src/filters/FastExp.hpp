@@ -59,4 +59,21 @@ inline VF FastExp(D d, VF z) {
   return BitCastToFloat(TruncateToUnsigned(scaled));
 }
 
+// FastExp for arguments that are not positive (or NaN), the range weights'
+// case. There p lies in [-127, 0] once clamped, so the truncations fit int32
+// without guards, and a NaN argument, which FastExp maps to 0, is clamped to
+// -127 whose result is 0 as well. Same bits as FastExp on that domain.
+template <class D, class VF = decltype(Zero(D()))>
+inline VF FastExpNonPositive(D d, VF z) {
+  using namespace fastexp;
+  // Operand order matters: Max(a, b) keeps b for NaN, so NaN becomes -127.
+  const VF p = Max(Set(d, kMinPower), Mul(z, Set(d, kLog2e)));
+  const VF f = Add(Sub(p, ConvertToFloat(TruncateToInt(p))), Set(d, 1.0f));
+  const VF poly = Mul(f, Add(Set(d, kLinear), Mul(Set(d, kQuadratic), f)));
+  const VF scaled = Mul(Set(d, kMantissaScale), Add(Add(p, Set(d, kBias)), poly));
+  // scaled < 2^31 here; negative values become 0 as the unsigned conversion
+  // would make them.
+  return BitCastToFloat(TruncateToInt(Max(Zero(d), scaled)));
+}
+
 }  // namespace kelvora

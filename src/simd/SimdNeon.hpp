@@ -138,6 +138,9 @@ inline VU TruncateToUnsigned(VF a) {
 inline VF BitCastToFloat(VU a) {
   return VF{vreinterpretq_f32_u32(a.v)};
 }
+inline VF BitCastToFloat(VI a) {
+  return VF{vreinterpretq_f32_s32(a.v)};
+}
 
 inline M Lt(VF a, VF b) {
   return M{vcltq_f32(a.v, b.v)};

@@ -133,6 +133,11 @@ inline VF BitCastToFloat(VU a) {
   std::memcpy(r.v, a.v, sizeof r.v);
   return r;
 }
+inline VF BitCastToFloat(VI a) {
+  VF r;
+  std::memcpy(r.v, a.v, sizeof r.v);
+  return r;
+}
 
 inline M Lt(VF a, VF b) {
   KELVORA_SCALAR_MAP(M, a.v[i] < b.v[i] ? ~0u : 0u);

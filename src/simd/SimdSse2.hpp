@@ -132,6 +132,9 @@ inline VU TruncateToUnsigned(VF a) {
 inline VF BitCastToFloat(VU a) {
   return VF{_mm_castsi128_ps(a.v)};
 }
+inline VF BitCastToFloat(VI a) {
+  return VF{_mm_castsi128_ps(a.v)};
+}
 
 inline M Lt(VF a, VF b) {
   return M{_mm_castps_si128(_mm_cmplt_ps(a.v, b.v))};

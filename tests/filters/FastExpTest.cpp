@@ -97,6 +97,22 @@ TYPED_TEST(FastExpBackend, EveryLaneMatchesTheScalarForm) {
   }
 }
 
+TYPED_TEST(FastExpBackend, NonPositiveFormMatchesOnItsDomain) {
+  const TypeParam d;
+  std::vector<float> z;
+  for (float v : probeInputs()) {
+    if (!(v > 0.0f)) z.push_back(v);
+  }
+  z.resize(z.size() & ~std::size_t{3});
+  for (std::size_t i = 0; i < z.size(); i += 4) {
+    float out[4];
+    StoreU(FastExpNonPositive(d, LoadU(d, z.data() + i)), d, out);
+    for (std::size_t k = 0; k < 4; ++k) {
+      EXPECT_EQ(bitsOf(out[k]), bitsOf(fastExp(z[i + k]))) << "z = " << z[i + k];
+    }
+  }
+}
+
 TYPED_TEST(FastExpBackend, UnsignedConversionSaturatesAndTruncates) {
   const TypeParam d;
   const float in[] = {-1.0f,

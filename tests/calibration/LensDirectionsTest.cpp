@@ -54,8 +54,8 @@ TEST_P(LensDirections, MatchDoublePrecisionUndistortion) {
       const float* got = &rays[(r * p.width + c) * 3];
       const auto want = rayInDouble(p.lens, c, r);
       for (int k = 0; k < 3; ++k) worst = std::max(worst, std::fabs(got[k] - want[k]));
-      const double len = std::sqrt(double{got[0]} * got[0] + double{got[1]} * got[1] +
-                                   double{got[2]} * got[2]);
+      const double len =
+          std::sqrt(double{got[0]} * got[0] + double{got[1]} * got[1] + double{got[2]} * got[2]);
       ASSERT_NEAR(len, 1.0, 1e-6) << "pixel " << c << "," << r;
       ASSERT_GT(got[2], 0.0f);
     }
@@ -80,16 +80,16 @@ TEST_P(LensDirections, PrincipalPointLooksStraightAhead) {
 
 INSTANTIATE_TEST_SUITE_P(
     Lenses, LensDirections,
-    ::testing::Values(
-        LensCase{"pinhole", {210.f, 210.f, 111.5f, 85.5f, 0, 0, 0, 0, 0}, 224, 172},
-        LensCase{"barrel",
-                 {208.3f, 209.1f, 112.7f, 84.2f, -0.28f, 0.09f, 1.2e-3f, -7e-4f, -0.012f},
-                 224,
-                 172},
-        LensCase{"pincushion_wide",
-                 {120.f, 118.f, 40.f, 30.f, 0.12f, -0.02f, -2e-3f, 1e-3f, 0.001f},
-                 81,
-                 59}),
+    ::testing::Values(LensCase{"pinhole", {210.f, 210.f, 111.5f, 85.5f, 0, 0, 0, 0, 0}, 224, 172},
+                      LensCase{
+                          "barrel",
+                          {208.3f, 209.1f, 112.7f, 84.2f, -0.28f, 0.09f, 1.2e-3f, -7e-4f, -0.012f},
+                          224,
+                          172},
+                      LensCase{"pincushion_wide",
+                               {120.f, 118.f, 40.f, 30.f, 0.12f, -0.02f, -2e-3f, 1e-3f, 0.001f},
+                               81,
+                               59}),
     [](const auto& param) { return std::string(param.param.name); });
 
 struct FailureCase {

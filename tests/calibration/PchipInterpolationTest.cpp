@@ -114,19 +114,18 @@ TEST_P(PchipEnds, EndCorrection) {
 }
 
 // With equal spacing the end formula is d = (3 * near - far) / 2.
-INSTANTIATE_TEST_SUITE_P(
-    Corrections, PchipEnds,
-    ::testing::Values(
-        // near 1, far 9: d = -3 points against the first interval -> 0.
-        EndCase{"start_against_interval", {0, 1, 2}, {0, 1, 10}, true, 0.0f},
-        // near 1, far -5: d = 4 > 3 * near next to an extremum -> 3.
-        EndCase{"start_clamped_to_three", {0, 1, 2}, {0, 1, -4}, true, 3.0f},
-        // near 2, far 1: d = 2.5, no correction.
-        EndCase{"start_uncorrected", {0, 1, 2}, {0, 2, 3}, true, 2.5f},
-        EndCase{"end_against_interval", {0, 1, 2}, {0, 9, 10}, false, 0.0f},
-        EndCase{"end_clamped_to_three", {0, 1, 2}, {0, -5, -4}, false, 3.0f},
-        EndCase{"end_uncorrected", {0, 1, 2}, {0, 1, 3}, false, 2.5f}),
-    [](const auto& param) { return std::string(param.param.name); });
+INSTANTIATE_TEST_SUITE_P(Corrections, PchipEnds,
+                         ::testing::Values(
+                             // near 1, far 9: d = -3 points against the first interval -> 0.
+                             EndCase{"start_against_interval", {0, 1, 2}, {0, 1, 10}, true, 0.0f},
+                             // near 1, far -5: d = 4 > 3 * near next to an extremum -> 3.
+                             EndCase{"start_clamped_to_three", {0, 1, 2}, {0, 1, -4}, true, 3.0f},
+                             // near 2, far 1: d = 2.5, no correction.
+                             EndCase{"start_uncorrected", {0, 1, 2}, {0, 2, 3}, true, 2.5f},
+                             EndCase{"end_against_interval", {0, 1, 2}, {0, 9, 10}, false, 0.0f},
+                             EndCase{"end_clamped_to_three", {0, 1, 2}, {0, -5, -4}, false, 3.0f},
+                             EndCase{"end_uncorrected", {0, 1, 2}, {0, 1, 3}, false, 2.5f}),
+                         [](const auto& param) { return std::string(param.param.name); });
 
 TEST(PchipDegenerate, FewerThanTwoPointsGiveTheDefault) {
   const float x = 1.0f, y = 2.0f;

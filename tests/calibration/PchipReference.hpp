@@ -9,7 +9,9 @@
 
 namespace kelvora::testref {
 
-inline int sgn(double v) { return (v > 0) - (v < 0); }
+inline int sgn(double v) {
+  return (v > 0) - (v < 0);
+}
 
 struct Pchip {
   std::vector<double> x, y, m;
@@ -84,7 +86,8 @@ inline std::vector<double> scatterKernel(const ScatterModel& s, std::size_t widt
     const double di = static_cast<double>(std::min(i, height - i));
     for (std::size_t j = 0; j < width; ++j) {
       const double dj = static_cast<double>(std::min(j, width - j));
-      const double r = std::pow(std::pow(di, s.exponent) + std::pow(dj, s.exponent), 1 / s.exponent);
+      const double r =
+          std::pow(std::pow(di, s.exponent) + std::pow(dj, s.exponent), 1 / s.exponent);
       double v = r > cutoff ? 0.0 : s.scale * std::exp(-profile(r, 1e20));
       if (s.offset != 0) v += s.offset;
       k[i * width + j] = v;

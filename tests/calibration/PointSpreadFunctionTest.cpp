@@ -78,19 +78,14 @@ TEST_P(PsfKernel, MatchesNaiveDftInDouble) {
 INSTANTIATE_TEST_SUITE_P(
     Sizes, PsfKernel,
     ::testing::Values(
-        KernelCase{"w8_h6_euclidean",
-                   8,
-                   6,
-                   {0.02, 2.0, 0.0, 0.05, {1, 2, 3, 4.5}, {0.3, 0.9, 1.6, 2.8}}},
+        KernelCase{
+            "w8_h6_euclidean", 8, 6, {0.02, 2.0, 0.0, 0.05, {1, 2, 3, 4.5}, {0.3, 0.9, 1.6, 2.8}}},
         KernelCase{"w10_h7_offset_p1_5",
                    10,
                    7,
                    {0.015, 1.5, 1e-4, 0.03, {1, 2.5, 4, 6}, {0.2, 1.0, 1.5, 2.9}}},
         // Cutoff below the largest distance: the corners are zero.
-        KernelCase{"w9_h5_cutoff",
-                   9,
-                   5,
-                   {0.04, 2.0, 0.0, 0.02, {1, 2, 2.8}, {0.1, 0.8, 1.3}}},
+        KernelCase{"w9_h5_cutoff", 9, 5, {0.04, 2.0, 0.0, 0.02, {1, 2, 2.8}, {0.1, 0.8, 1.3}}},
         KernelCase{"w12_h12_thirteen_points",
                    12,
                    12,

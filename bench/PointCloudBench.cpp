@@ -3,11 +3,11 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <random>
 
 #include "core/PixelBuffer.hpp"
 #include "filters/PointCloudKernels.hpp"
 #include "simd/Simd.hpp"
+#include "synthetic/SyntheticCalibration.hpp"
 
 namespace kelvora {
 namespace {
@@ -26,13 +26,13 @@ struct PointCloudScene {
     flags = allocPixels<uint32_t>(n);
     directions = static_cast<float*>(std::malloc(sizeof(float) * 3 * n));
     cloud = allocPixels<float>(4 * simd::roundUpToLanes(n));
-    std::mt19937 rng(5);
-    std::uniform_real_distribution<float> u(0.f, 1.f);
+    synth::SplitMix rng(5);
+    const auto u = [&rng] { return rng.uniform(0.f, 1.f); };
     for (uint32_t i = 0; i < n; ++i) {
-      distance[i] = 0.3f + 5.0f * u(rng);
-      noise[i] = 0.05f * u(rng);
-      flags[i] = u(rng) < 0.2f ? 0x9u : 0u;  // a fifth of the pixels invalid
-      const float x = u(rng) - 0.5f, y = u(rng) - 0.5f, len = std::sqrt(1 + x * x + y * y);
+      distance[i] = 0.3f + 5.0f * u();
+      noise[i] = 0.05f * u();
+      flags[i] = u() < 0.2f ? 0x9u : 0u;  // a fifth of the pixels invalid
+      const float x = u() - 0.5f, y = u() - 0.5f, len = std::sqrt(1 + x * x + y * y);
       directions[3 * i] = x / len;
       directions[3 * i + 1] = y / len;
       directions[3 * i + 2] = 1 / len;

@@ -206,10 +206,18 @@ inline M PromoteUpperMask(V16 a) {
 }
 
 // Lane shuffles for interleaved data (complex pairs, xyz rays, xyzc points).
-inline VF InterleaveLower(VF a, VF b) { return VF{vzipq_f32(a.v, b.v).val[0]}; }
-inline VF InterleaveUpper(VF a, VF b) { return VF{vzipq_f32(a.v, b.v).val[1]}; }
-inline VF ConcatEven(VF hi, VF lo) { return VF{vuzpq_f32(lo.v, hi.v).val[0]}; }
-inline VF ConcatOdd(VF hi, VF lo) { return VF{vuzpq_f32(lo.v, hi.v).val[1]}; }
+inline VF InterleaveLower(VF a, VF b) {
+  return VF{vzipq_f32(a.v, b.v).val[0]};
+}
+inline VF InterleaveUpper(VF a, VF b) {
+  return VF{vzipq_f32(a.v, b.v).val[1]};
+}
+inline VF ConcatEven(VF hi, VF lo) {
+  return VF{vuzpq_f32(lo.v, hi.v).val[0]};
+}
+inline VF ConcatOdd(VF hi, VF lo) {
+  return VF{vuzpq_f32(lo.v, hi.v).val[1]};
+}
 inline void LoadInterleaved3(Tag, const float* p, VF& x, VF& y, VF& z) {
   const float32x4x3_t v = vld3q_f32(p);
   x.v = v.val[0];

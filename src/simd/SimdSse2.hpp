@@ -193,8 +193,12 @@ inline M PromoteUpperMask(V16 a) {
 }
 
 // Lane shuffles for interleaved data (complex pairs, xyz rays, xyzc points).
-inline VF InterleaveLower(VF a, VF b) { return VF{_mm_unpacklo_ps(a.v, b.v)}; }
-inline VF InterleaveUpper(VF a, VF b) { return VF{_mm_unpackhi_ps(a.v, b.v)}; }
+inline VF InterleaveLower(VF a, VF b) {
+  return VF{_mm_unpacklo_ps(a.v, b.v)};
+}
+inline VF InterleaveUpper(VF a, VF b) {
+  return VF{_mm_unpackhi_ps(a.v, b.v)};
+}
 inline VF ConcatEven(VF hi, VF lo) {
   return VF{_mm_shuffle_ps(lo.v, hi.v, _MM_SHUFFLE(2, 0, 2, 0))};
 }
@@ -202,9 +206,9 @@ inline VF ConcatOdd(VF hi, VF lo) {
   return VF{_mm_shuffle_ps(lo.v, hi.v, _MM_SHUFFLE(3, 1, 3, 1))};
 }
 inline void LoadInterleaved3(Tag, const float* p, VF& x, VF& y, VF& z) {
-  const __m128 a = _mm_loadu_ps(p);      // x0 y0 z0 x1
-  const __m128 b = _mm_loadu_ps(p + 4);  // y1 z1 x2 y2
-  const __m128 c = _mm_loadu_ps(p + 8);  // z2 x3 y3 z3
+  const __m128 a = _mm_loadu_ps(p);                                  // x0 y0 z0 x1
+  const __m128 b = _mm_loadu_ps(p + 4);                              // y1 z1 x2 y2
+  const __m128 c = _mm_loadu_ps(p + 8);                              // z2 x3 y3 z3
   const __m128 x01 = _mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 3, 3, 0));  // x0 x1 x1 x1
   const __m128 x23 = _mm_shuffle_ps(b, c, _MM_SHUFFLE(1, 1, 2, 2));  // x2 x2 x3 x3
   x.v = _mm_shuffle_ps(x01, x23, _MM_SHUFFLE(2, 0, 1, 0));

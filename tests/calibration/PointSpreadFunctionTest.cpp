@@ -11,15 +11,13 @@
 #include "calibration/HandlerPsfAndDirections.hpp"
 #include "calibration/KelvoraCalibration.hpp"
 #include "calibration/PchipReference.hpp"
+#include "common/CoreFixtures.hpp"
 #include "core/StatusCodes.hpp"
 
 namespace kelvora {
 namespace {
 
-struct CalibrationDeleter {
-  void operator()(KelvoraCalibration* c) const { kelvora_freeCalibration(c); }
-};
-using Calibration = std::unique_ptr<KelvoraCalibration, CalibrationDeleter>;
+using Calibration = testing::CalibrationPtr;
 
 Calibration makeCalibration(uint32_t width, uint32_t height) {
   Calibration c(allocateCalibration(width * height));

@@ -6,10 +6,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <random>
-#include <tuple>
 #include <vector>
 
 #include "calibration/KelvoraCalibration.hpp"
+#include "common/SimdTestTypes.hpp"
 #include "core/KelvoraOutput.hpp"
 #include "core/KelvoraParameter.hpp"
 #include "core/PixelBuffer.hpp"
@@ -18,13 +18,6 @@
 
 namespace kelvora {
 namespace {
-
-template <class Tuple>
-struct AsTypes;
-template <class... T>
-struct AsTypes<std::tuple<T...>> {
-  using type = ::testing::Types<T...>;
-};
 
 // Per-pixel inputs in padded buffers, like the engine's, and rays in a heap
 // block of exactly 3 x n floats, so the sanitizer build sees any read past it.
@@ -77,7 +70,7 @@ void referencePoint(const Scene& s, uint32_t i, float threshold, float out[4]) {
 
 template <class D>
 class PointCloudKernels : public ::testing::Test {};
-TYPED_TEST_SUITE(PointCloudKernels, AsTypes<simd::AllTags>::type);
+TYPED_TEST_SUITE(PointCloudKernels, testing::AllSimdTags, testing::SimdTagName);
 
 // Every backend, every tail length: bit-exact against the formulas.
 TYPED_TEST(PointCloudKernels, DenseMatchesFormulasExactly) {

@@ -7,12 +7,12 @@
 #include <cstring>
 #include <memory>
 #include <random>
-#include <tuple>
 #include <vector>
 
 #include "calibration/KelvoraCalibration.hpp"
 #include "calibration/PchipReference.hpp"
 #include "calibration/PointSpreadFunction.hpp"
+#include "common/SimdTestTypes.hpp"
 #include "core/KelvoraIntermediate.hpp"
 #include "core/KelvoraParameter.hpp"
 #include "filters/StrayLightKernels.hpp"
@@ -20,13 +20,6 @@
 
 namespace kelvora {
 namespace {
-
-template <class Tuple>
-struct AsTypes;
-template <class... T>
-struct AsTypes<std::tuple<T...>> {
-  using type = ::testing::Types<T...>;
-};
 
 // A calibration of w x h pixels with a W x H kernel, and the scratch the
 // engine would make for it.
@@ -244,7 +237,7 @@ TEST(StrayLightScatter, ScatterFromTheModelIsRemoved) {
 // and for lengths that leave every possible tail.
 template <class D>
 class StrayLightKernels : public ::testing::Test {};
-TYPED_TEST_SUITE(StrayLightKernels, AsTypes<simd::AllTags>::type);
+TYPED_TEST_SUITE(StrayLightKernels, testing::AllSimdTags, testing::SimdTagName);
 
 TYPED_TEST(StrayLightKernels, MatchScalarFormulasExactly) {
   const TypeParam d;

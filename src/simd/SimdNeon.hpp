@@ -217,4 +217,32 @@ inline M PromoteUpperMask(V16 a) {
   return M{vreinterpretq_u32_s32(vmovl_s16(vreinterpret_s16_u16(vget_high_u16(a.v))))};
 }
 
+// Lane shuffles for interleaved data (complex pairs, xyz rays, xyzc points).
+inline VF InterleaveLower(VF a, VF b) {
+  return VF{vzipq_f32(a.v, b.v).val[0]};
+}
+inline VF InterleaveUpper(VF a, VF b) {
+  return VF{vzipq_f32(a.v, b.v).val[1]};
+}
+inline VF ConcatEven(VF hi, VF lo) {
+  return VF{vuzpq_f32(lo.v, hi.v).val[0]};
+}
+inline VF ConcatOdd(VF hi, VF lo) {
+  return VF{vuzpq_f32(lo.v, hi.v).val[1]};
+}
+inline void LoadInterleaved3(Tag, const float* p, VF& x, VF& y, VF& z) {
+  const float32x4x3_t v = vld3q_f32(p);
+  x.v = v.val[0];
+  y.v = v.val[1];
+  z.v = v.val[2];
+}
+inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
+  float32x4x4_t v;
+  v.val[0] = a.v;
+  v.val[1] = b.v;
+  v.val[2] = c.v;
+  v.val[3] = d.v;
+  vst4q_f32(p, v);
+}
+
 }  // namespace kelvora::simd::neon

@@ -229,6 +229,39 @@ inline M PromoteUpperMask(V16 a) {
   KELVORA_SCALAR_MAP(M, a.v[i + 4] ? ~0u : 0u);
 }
 
+// Lane shuffles for interleaved data (complex pairs, xyz rays, xyzc points).
+// [a0 b0 a1 b1] and [a2 b2 a3 b3].
+inline VF InterleaveLower(VF a, VF b) {
+  return VF{{a.v[0], b.v[0], a.v[1], b.v[1]}};
+}
+inline VF InterleaveUpper(VF a, VF b) {
+  return VF{{a.v[2], b.v[2], a.v[3], b.v[3]}};
+}
+// Even or odd lanes of lo, then of hi: [lo0 lo2 hi0 hi2] and [lo1 lo3 hi1 hi3].
+inline VF ConcatEven(VF hi, VF lo) {
+  return VF{{lo.v[0], lo.v[2], hi.v[0], hi.v[2]}};
+}
+inline VF ConcatOdd(VF hi, VF lo) {
+  return VF{{lo.v[1], lo.v[3], hi.v[1], hi.v[3]}};
+}
+// Twelve floats x0 y0 z0 x1 ... z3 into x, y and z of four elements.
+inline void LoadInterleaved3(Tag, const float* p, VF& x, VF& y, VF& z) {
+  for (int i = 0; i < 4; ++i) {
+    x.v[i] = p[3 * i];
+    y.v[i] = p[3 * i + 1];
+    z.v[i] = p[3 * i + 2];
+  }
+}
+// Four elements of a, b, c, d into sixteen floats a0 b0 c0 d0 a1 ... d3.
+inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
+  for (int i = 0; i < 4; ++i) {
+    p[4 * i] = a.v[i];
+    p[4 * i + 1] = b.v[i];
+    p[4 * i + 2] = c.v[i];
+    p[4 * i + 3] = d.v[i];
+  }
+}
+
 #undef KELVORA_SCALAR_MAP
 
 }  // namespace kelvora::simd::scalar

@@ -215,4 +215,40 @@ inline M PromoteUpperMask(V16 a) {
   return M{_mm_unpackhi_epi16(a.v, a.v)};
 }
 
+// Lane shuffles for interleaved data (complex pairs, xyz rays, xyzc points).
+inline VF InterleaveLower(VF a, VF b) {
+  return VF{_mm_unpacklo_ps(a.v, b.v)};
+}
+inline VF InterleaveUpper(VF a, VF b) {
+  return VF{_mm_unpackhi_ps(a.v, b.v)};
+}
+inline VF ConcatEven(VF hi, VF lo) {
+  return VF{_mm_shuffle_ps(lo.v, hi.v, _MM_SHUFFLE(2, 0, 2, 0))};
+}
+inline VF ConcatOdd(VF hi, VF lo) {
+  return VF{_mm_shuffle_ps(lo.v, hi.v, _MM_SHUFFLE(3, 1, 3, 1))};
+}
+inline void LoadInterleaved3(Tag, const float* p, VF& x, VF& y, VF& z) {
+  const __m128 a = _mm_loadu_ps(p);                                  // x0 y0 z0 x1
+  const __m128 b = _mm_loadu_ps(p + 4);                              // y1 z1 x2 y2
+  const __m128 c = _mm_loadu_ps(p + 8);                              // z2 x3 y3 z3
+  const __m128 x01 = _mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 3, 3, 0));  // x0 x1 x1 x1
+  const __m128 x23 = _mm_shuffle_ps(b, c, _MM_SHUFFLE(1, 1, 2, 2));  // x2 x2 x3 x3
+  x.v = _mm_shuffle_ps(x01, x23, _MM_SHUFFLE(2, 0, 1, 0));
+  const __m128 y01 = _mm_shuffle_ps(a, b, _MM_SHUFFLE(0, 0, 1, 1));  // y0 y0 y1 y1
+  const __m128 y23 = _mm_shuffle_ps(b, c, _MM_SHUFFLE(2, 2, 3, 3));  // y2 y2 y3 y3
+  y.v = _mm_shuffle_ps(y01, y23, _MM_SHUFFLE(2, 0, 2, 0));
+  const __m128 z01 = _mm_shuffle_ps(a, b, _MM_SHUFFLE(1, 1, 2, 2));  // z0 z0 z1 z1
+  const __m128 z23 = _mm_shuffle_ps(c, c, _MM_SHUFFLE(3, 3, 0, 0));  // z2 z2 z3 z3
+  z.v = _mm_shuffle_ps(z01, z23, _MM_SHUFFLE(2, 0, 2, 0));
+}
+inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
+  __m128 r0 = a.v, r1 = b.v, r2 = c.v, r3 = d.v;
+  _MM_TRANSPOSE4_PS(r0, r1, r2, r3);
+  _mm_storeu_ps(p, r0);
+  _mm_storeu_ps(p + 4, r1);
+  _mm_storeu_ps(p + 8, r2);
+  _mm_storeu_ps(p + 12, r3);
+}
+
 }  // namespace kelvora::simd::sse2

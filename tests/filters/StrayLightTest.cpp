@@ -1,0 +1,286 @@
+#include "filters/StrayLight.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/PchipReference.hpp"
+#include "calibration/PointSpreadFunction.hpp"
+#include "common/SimdTestTypes.hpp"
+#include "core/KelvoraIntermediate.hpp"
+#include "core/KelvoraParameter.hpp"
+#include "filters/StrayLightKernels.hpp"
+#include "simd/Simd.hpp"
+
+namespace kelvora {
+namespace {
+
+// A calibration of w x h pixels with a W x H kernel, and the scratch the
+// engine would make for it.
+struct Fixture {
+  KelvoraCalibration* calibration = nullptr;
+  KelvoraIntermediate* intermediate = nullptr;
+  uint32_t w, h, kw, kh;
+
+  Fixture(uint32_t width, uint32_t height, uint32_t kernelWidth, uint32_t kernelHeight)
+      : w(width), h(height), kw(kernelWidth), kh(kernelHeight) {
+    calibration = allocateCalibration(w * h);
+    const uint32_t roi[4] = {0, 0, w, h};
+    std::memcpy(calibration->calibrationROI, roi, sizeof roi);
+    calibration->psfWidth = kw;
+    calibration->psfHeight = kh;
+  }
+  ~Fixture() {
+    kelvoraIntermediateFree(intermediate);
+    kelvora_freeCalibration(calibration);
+  }
+  Fixture(const Fixture&) = delete;
+  Fixture& operator=(const Fixture&) = delete;
+
+  void setPsf(const std::vector<double>& psf) {
+    calibration->psf = static_cast<float*>(std::malloc(sizeof(float) * kw * kh));
+    for (std::size_t k = 0; k < psf.size(); ++k) calibration->psf[k] = static_cast<float>(psf[k]);
+  }
+
+  void init() {
+    KelvoraParameter p{};
+    p.width = w;
+    p.height = h;
+    p.numFreqs = 1;
+    p.freq1 = 80000000;
+    ASSERT_EQ(kelvoraIntermediateInit(&p, calibration, &intermediate), 0);
+    ASSERT_NE(intermediate->strayLight.forwardPlan, nullptr);
+  }
+
+  KelvoraIntermediateProbeData& probe() { return intermediate->probeData[0]; }
+
+  void load(const std::vector<double>& re, const std::vector<double>& im) {
+    for (uint32_t i = 0; i < w * h; ++i) {
+      probe().real[i] = static_cast<float>(re[i]);
+      probe().imag[i] = static_cast<float>(im[i]);
+    }
+  }
+
+  void run() { removeStrayLight(&probe(), &intermediate->strayLight, calibration); }
+};
+
+// Raw-signal-like values: a few hundred counts with structure and sign.
+void makeSignal(uint32_t n, uint32_t seed, std::vector<double>& re, std::vector<double>& im) {
+  std::mt19937 rng(seed);
+  std::uniform_real_distribution<double> u(-400.0, 900.0);
+  re.resize(n);
+  im.resize(n);
+  for (uint32_t i = 0; i < n; ++i) {
+    re[i] = std::round(u(rng));
+    im[i] = std::round(u(rng));
+  }
+}
+
+double maxAbs(const std::vector<double>& v) {
+  double m = 0;
+  for (double x : v) m = std::max(m, std::fabs(x));
+  return m;
+}
+
+struct Size {
+  uint32_t w, h, kw, kh;
+};
+
+class StrayLightSizes : public ::testing::TestWithParam<Size> {};
+
+// Two float transforms of a W x H image: relative error a few 1e-7 of the
+// largest value times log2(W H); 1e-5 leaves room without hiding a wrong bin.
+constexpr double kTransformTolerance = 1e-5;
+
+TEST_P(StrayLightSizes, AllOnesKernelKeepsTheSignal) {
+  const Size s = GetParam();
+  Fixture f(s.w, s.h, s.kw, s.kh);
+  f.setPsf(std::vector<double>(s.kw * s.kh, 1.0));
+  f.init();
+  std::vector<double> re, im;
+  makeSignal(s.w * s.h, 7, re, im);
+  f.load(re, im);
+  f.run();
+  const double tol = kTransformTolerance * std::max(maxAbs(re), maxAbs(im));
+  for (uint32_t i = 0; i < s.w * s.h; ++i) {
+    ASSERT_NEAR(f.probe().real[i], re[i], tol) << "pixel " << i;
+    ASSERT_NEAR(f.probe().imag[i], im[i], tol) << "pixel " << i;
+  }
+}
+
+// Reference: pad in double by the documented rule (edge replication, the odd
+// row at the bottom and the odd column at the right), then convolve
+// circularly with the spatial kernel of the psf, sum by sum.
+TEST_P(StrayLightSizes, MatchesDirectCircularConvolutionOfThePaddedImage) {
+  const Size s = GetParam();
+  Fixture f(s.w, s.h, s.kw, s.kh);
+  std::mt19937 rng(11);
+  std::uniform_real_distribution<double> u(0.6, 1.0);
+  std::vector<double> psf(s.kw * s.kh);
+  for (double& v : psf) v = u(rng);
+  f.setPsf(psf);
+  f.init();
+  std::vector<double> re, im;
+  makeSignal(s.w * s.h, 3, re, im);
+  f.load(re, im);
+  f.run();
+
+  const uint32_t ox = (s.kw - s.w) / 2, top = (s.kh - s.h) / 2;
+  std::vector<double> pr(s.kw * s.kh), pi(s.kw * s.kh);
+  for (uint32_t y = 0; y < s.kh; ++y) {
+    const uint32_t sy = y < top ? 0 : std::min(y - top, s.h - 1);
+    for (uint32_t x = 0; x < s.kw; ++x) {
+      const uint32_t sx = x < ox ? 0 : std::min(x - ox, s.w - 1);
+      pr[y * s.kw + x] = re[sy * s.w + sx];
+      pi[y * s.kw + x] = im[sy * s.w + sx];
+    }
+  }
+  // Spatial kernel g = inverse DFT of the (float-stored) psf, normalised.
+  std::vector<double> psfStored(psf.size());
+  for (std::size_t k = 0; k < psf.size(); ++k) psfStored[k] = f.calibration->psf[k];
+  std::vector<double> gr, gi;
+  testref::naiveDft2(psfStored, std::vector<double>(psf.size(), 0.0), s.kw, s.kh, +1, gr, gi);
+  const double norm = 1.0 / (s.kw * s.kh);
+
+  const double tol = kTransformTolerance * std::max(maxAbs(re), maxAbs(im));
+  for (uint32_t y = 0; y < s.h; ++y) {
+    for (uint32_t x = 0; x < s.w; ++x) {
+      const uint32_t oy = y + top, oxx = x + ox;
+      double sr = 0, si = 0;
+      for (uint32_t v = 0; v < s.kh; ++v) {
+        for (uint32_t t = 0; t < s.kw; ++t) {
+          const std::size_t g = ((oy + s.kh - v) % s.kh) * s.kw + (oxx + s.kw - t) % s.kw;
+          const double ar = pr[v * s.kw + t], ai = pi[v * s.kw + t];
+          sr += ar * gr[g] - ai * gi[g];
+          si += ar * gi[g] + ai * gr[g];
+        }
+      }
+      ASSERT_NEAR(f.probe().real[y * s.w + x], sr * norm, tol) << x << "," << y;
+      ASSERT_NEAR(f.probe().imag[y * s.w + x], si * norm, tol) << x << "," << y;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Padding, StrayLightSizes,
+                         ::testing::Values(Size{8, 6, 8, 6},      // no padding
+                                           Size{5, 3, 8, 6},      // odd padding both ways
+                                           Size{6, 4, 9, 7},      // odd, non-power-of-two kernel
+                                           Size{7, 5, 12, 10},    // odd image, even padding
+                                           Size{1, 1, 4, 3},      // single pixel
+                                           Size{13, 9, 16, 12}),  // row tails of the kernels
+                         [](const auto& param) {
+                           const Size s = param.param;
+                           return std::to_string(s.w) + "x" + std::to_string(s.h) + "_in_" +
+                                  std::to_string(s.kw) + "x" + std::to_string(s.kh);
+                         });
+
+// Scatter the true signal with the calibration's own model (signal plus the
+// kernel's circular convolution with it, in double) and correct it: what comes
+// back is the true signal.
+TEST(StrayLightScatter, ScatterFromTheModelIsRemoved) {
+  const uint32_t w = 16, h = 12;
+  const testref::ScatterModel model{0.03, 2.0, 0.0, 0.08, {1, 2, 4, 7}, {0.3, 0.8, 1.7, 2.9}};
+  Fixture f(w, h, w, h);
+  KelvoraCalibration& c = *f.calibration;
+  c.psfScale = static_cast<float>(model.scale);
+  c.psfExponent = static_cast<float>(model.exponent);
+  c.psfOffset = static_cast<float>(model.offset);
+  c.psfCentre = static_cast<float>(model.centre);
+  c.psfPointCount = static_cast<uint8_t>(model.radii.size());
+  for (std::size_t i = 0; i < model.radii.size(); ++i) {
+    c.psfRadii[i] = static_cast<float>(model.radii[i]);
+    c.psfValues[i] = static_cast<float>(model.values[i]);
+  }
+  ASSERT_EQ(kelvora_allocateAndCalculatePsf(&c), 0u);
+  f.init();
+
+  std::vector<double> re, im;
+  makeSignal(w * h, 5, re, im);
+  const std::vector<double> k = testref::scatterKernel(model, w, h);
+  std::vector<double> sr(w * h), si(w * h);
+  for (uint32_t y = 0; y < h; ++y) {
+    for (uint32_t x = 0; x < w; ++x) {
+      double ar = re[y * w + x], ai = im[y * w + x];
+      for (uint32_t v = 0; v < h; ++v) {
+        for (uint32_t t = 0; t < w; ++t) {
+          const double kv = k[((y + h - v) % h) * w + (x + w - t) % w];
+          ar += kv * re[v * w + t];
+          ai += kv * im[v * w + t];
+        }
+      }
+      sr[y * w + x] = ar;
+      si[y * w + x] = ai;
+    }
+  }
+  f.load(sr, si);
+  f.run();
+
+  // What is left after the correction is float rounding of the kernel and of
+  // the transforms; the scatter itself is checked to be far above it.
+  const double tol = 2e-5 * std::max(maxAbs(re), maxAbs(im));
+  double worstBefore = 0;
+  for (uint32_t i = 0; i < w * h; ++i) {
+    worstBefore = std::max(worstBefore, std::fabs(sr[i] - re[i]));
+    ASSERT_NEAR(f.probe().real[i], re[i], tol) << "pixel " << i;
+    ASSERT_NEAR(f.probe().imag[i], im[i], tol) << "pixel " << i;
+  }
+  EXPECT_GT(worstBefore, 1000 * tol);  // the scatter was far above the tolerance
+}
+
+// The vector kernels against their scalar formulas, exactly, on every backend
+// and for lengths that leave every possible tail.
+template <class D>
+class StrayLightKernels : public ::testing::Test {};
+TYPED_TEST_SUITE(StrayLightKernels, testing::AllSimdTags, testing::SimdTagName);
+
+TYPED_TEST(StrayLightKernels, MatchScalarFormulasExactly) {
+  const TypeParam d;
+  std::mt19937 rng(1);
+  std::uniform_real_distribution<float> u(-1000.f, 1000.f);
+  for (uint32_t n = 1; n <= 19; ++n) {
+    std::vector<kiss_fft_cpx> bins(n), before;
+    std::vector<float> factor(n), re(n + 5), im(n + 5);
+    for (auto& b : bins) b = kiss_fft_cpx{u(rng), u(rng)};
+    for (float& v : factor) v = u(rng) * 1e-3f;
+    for (uint32_t i = 0; i < n; ++i) {
+      re[i] = u(rng);
+      im[i] = u(rng);
+    }
+    before = bins;
+
+    multiplySpectrumStrayLight(d, bins.data(), factor.data(), n);
+    for (uint32_t k = 0; k < n; ++k) {
+      ASSERT_EQ(bins[k].r, before[k].r * factor[k]) << TypeParam::kName << " n=" << n;
+      ASSERT_EQ(bins[k].i, before[k].i * factor[k]) << TypeParam::kName << " n=" << n;
+    }
+
+    std::vector<float> outRe(n + 1, -1.f), outIm(n + 1, -1.f);
+    const float scale = 1.0f / 192.0f / 256.0f;
+    writeBackRowStrayLight(d, before.data(), n, scale, outRe.data(), outIm.data());
+    for (uint32_t x = 0; x < n; ++x) {
+      ASSERT_EQ(outRe[x], scale * before[x].r);
+      ASSERT_EQ(outIm[x], scale * before[x].i);
+    }
+    EXPECT_EQ(outRe[n], -1.f);  // nothing past the row
+    EXPECT_EQ(outIm[n], -1.f);
+
+    const uint32_t ox = n % 3, width = n + ox + n % 4;
+    std::vector<kiss_fft_cpx> row(width + 1, kiss_fft_cpx{-1.f, -1.f});
+    padRowStrayLight(d, re.data(), im.data(), n, ox, width, row.data());
+    for (uint32_t j = 0; j < width; ++j) {
+      const uint32_t src = j < ox ? 0 : std::min(j - ox, n - 1);
+      ASSERT_EQ(row[j].r, re[src]);
+      ASSERT_EQ(row[j].i, im[src]);
+    }
+    EXPECT_EQ(row[width].r, -1.f);
+  }
+}
+
+}  // namespace
+}  // namespace kelvora

@@ -18,10 +18,10 @@ inline bool calibrationBytesLeft(uint32_t position, uint32_t size, uint64_t coun
 namespace detail {
 
 template <class T>
-using UnsignedOfSize = std::conditional_t<
-    sizeof(T) == 1, uint8_t,
-    std::conditional_t<sizeof(T) == 2, uint16_t,
-                       std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>>>;
+using UnsignedOfSize =
+    std::conditional_t<sizeof(T) == 1, uint8_t,
+                       std::conditional_t<sizeof(T) == 2, uint16_t,
+                                          std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>>>;
 
 template <class T>
 T fromBits(detail::UnsignedOfSize<T> bits) {

@@ -19,9 +19,9 @@ __attribute__((visibility("default"))) const char* calibrationSaveDir = nullptr;
 namespace {
 
 // Fixed-point scales of the exported integer files.
-constexpr float kDirectionScale = 32767.0f;    // unit vector components to Q15
+constexpr float kDirectionScale = 32767.0f;        // unit vector components to Q15
 constexpr float kLensParameterScale = 1000000.0f;  // micro-units
-constexpr float kFpnScale = 16.0f;              // 1/16 units
+constexpr float kFpnScale = 16.0f;                 // 1/16 units
 
 constexpr uint32_t kDateLength = 19;
 constexpr uint32_t kSerialLength = 9;
@@ -103,7 +103,7 @@ bool ovani_saveArray(const char* fileName, uint32_t count, const T* values) {
                              std::ios_base::binary | std::ios_base::out | std::ios_base::trunc);
 }
 
-#define KELVORA_INSTANTIATE_SAVE(T)                                                         \
+#define KELVORA_INSTANTIATE_SAVE(T)                                                               \
   template bool zyn_saveArrayToFile<T>(const char*, uint32_t, const T*, std::ios_base::openmode); \
   template bool ovani_saveArray<T>(const char*, uint32_t, const T*);
 KELVORA_INSTANTIATE_SAVE(uint32_t)

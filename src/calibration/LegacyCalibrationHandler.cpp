@@ -20,9 +20,9 @@ struct FrequencyLayout {
   float minimum;
   float maximum;
   float selector;
-  bool nineBit;     // selector not above (maximum - minimum) / 255
-  uint32_t codes;   // first byte of the phase-noise codes
-  uint32_t group;   // first byte of the field group
+  bool nineBit;    // selector not above (maximum - minimum) / 255
+  uint32_t codes;  // first byte of the phase-noise codes
+  uint32_t group;  // first byte of the field group
 };
 
 struct LegacyLayout {
@@ -57,7 +57,8 @@ uint32_t planLayout(const uint8_t* data, uint32_t size, LegacyLayout* layout) {
   uint32_t s = readLittleEndianAt(&roi0, data, kRoi0, size);
   if (s == status::kSuccess) s = readLittleEndianAt(&roi1, data, kRoi1, size);
   if (s == status::kSuccess) s = readLittleEndianAt(&width, data, kRoiWidth, size);
-  if (s == status::kSuccess) s = readLittleEndianAt(&heightMinusOne, data, kRoiHeightMinusOne, size);
+  if (s == status::kSuccess)
+    s = readLittleEndianAt(&heightMinusOne, data, kRoiHeightMinusOne, size);
   if (s != status::kSuccess) return s;
   layout->roi[0] = static_cast<uint32_t>(static_cast<int32_t>(roi0));
   layout->roi[1] = static_cast<uint32_t>(static_cast<int32_t>(roi1));
@@ -84,7 +85,9 @@ uint32_t planLayout(const uint8_t* data, uint32_t size, LegacyLayout* layout) {
   return status::kSuccess;
 }
 
-uint16_t littleEndian16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | (p[1] << 8)); }
+uint16_t littleEndian16(const uint8_t* p) {
+  return static_cast<uint16_t>(p[0] | (p[1] << 8));
+}
 
 uint32_t littleEndian32(const uint8_t* p) {
   return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
@@ -114,7 +117,8 @@ uint32_t readMask(uint8_t* mask, uint32_t pixels, const uint8_t* data, uint32_t 
     return status::kStreamTooShort;
   }
   for (uint32_t i = 0; i < pixels; ++i) {
-    mask[i] = static_cast<uint8_t>((littleEndian16(data + kMask + 2u * (i / 16u)) >> (i % 16u)) & 1u);
+    mask[i] =
+        static_cast<uint8_t>((littleEndian16(data + kMask + 2u * (i / 16u)) >> (i % 16u)) & 1u);
   }
   return status::kSuccess;
 }
@@ -161,7 +165,8 @@ uint32_t readFppn(const FrequencyLayout& f, uint32_t pixels, float** destination
   const uint8_t* codes = data + f.codes;
   if (!f.nineBit) {
     const float step8 = range * kInverse255;
-    for (uint32_t i = 0; i < pixels; ++i) fppn[i] = static_cast<float>(codes[i]) * step8 + f.minimum;
+    for (uint32_t i = 0; i < pixels; ++i)
+      fppn[i] = static_cast<float>(codes[i]) * step8 + f.minimum;
   } else {
     for (uint32_t i = 0; i < pixels; ++i) {
       const uint32_t bit = 9u * i;
@@ -247,7 +252,9 @@ uint32_t convert(const LegacyLayout& layout, const uint8_t* data, uint32_t size,
 
 }  // namespace
 
-int32_t ovani_getIsLegacyCalibration(const uint8_t*, uint32_t) { return 1; }
+int32_t ovani_getIsLegacyCalibration(const uint8_t*, uint32_t) {
+  return 1;
+}
 
 int32_t ovani_getLegacyNumPixel(const uint8_t*, uint32_t) {
   return static_cast<int32_t>(kLegacyPixelCount);

@@ -42,7 +42,8 @@ inline uint32_t blockItem(const uint32_t* block) {
 }
 
 template <uint32_t B, uint32_t... J>
-inline void unpackBlock(const uint32_t* block, uint32_t* out, std::integer_sequence<uint32_t, J...>) {
+inline void unpackBlock(const uint32_t* block, uint32_t* out,
+                        std::integer_sequence<uint32_t, J...>) {
   ((out[J] = blockItem<B, J>(block)), ...);
 }
 
@@ -89,12 +90,15 @@ PackedArray* PackedArray_create(uint32_t bitsPerItem, uint32_t count) {
   array->count = count;
   array->reserved[0] = 0;
   array->reserved[1] = 0;
-  array->buffer = reinterpret_cast<uint32_t*>(static_cast<unsigned char*>(block) + sizeof(PackedArray));
+  array->buffer =
+      reinterpret_cast<uint32_t*>(static_cast<unsigned char*>(block) + sizeof(PackedArray));
   if (words > 0) array->buffer[words - 1] = 0;
   return array;
 }
 
-void PackedArray_destroy(PackedArray* array) { std::free(array); }
+void PackedArray_destroy(PackedArray* array) {
+  std::free(array);
+}
 
 uint32_t PackedArray_bufferSize(const PackedArray* array) {
   return static_cast<uint32_t>(wordsFor(array->bitsPerItem, array->count));

@@ -38,20 +38,21 @@ uint32_t readDescribedFloats(float* values, uint32_t count, TavelScratch scratch
   uint32_t s = kelvora_fillTavelFloatDescriptorFromStream(&descriptor, data, position, size);
   if (s != status::kSuccess) return s;
   if (descriptor.step != 0.0f) {
-    return kelvora_readTavelCompressedDataFloat(values, count, &descriptor, scratch, data,
-                                                position, size);
+    return kelvora_readTavelCompressedDataFloat(values, count, &descriptor, scratch, data, position,
+                                                size);
   }
   return kelvora_readTavelDataFloat(values, count, data, position, size);
 }
 
-uint32_t readFrequency(KelvoraCalibrationFrequency* f, bool withAmplitudeWiggling,
-                       uint32_t pixels, TavelScratch scratch, const uint8_t* data,
-                       uint32_t* position, uint32_t size) {
+uint32_t readFrequency(KelvoraCalibrationFrequency* f, bool withAmplitudeWiggling, uint32_t pixels,
+                       TavelScratch scratch, const uint8_t* data, uint32_t* position,
+                       uint32_t size) {
   uint32_t s = kelvora_readTavelContainerHeader(data, position, size);
   if (s == status::kSuccess) {
     s = kelvora_readTavelDataUint32(&f->modulationFrequency, 1, data, position, size);
   }
-  if (s == status::kSuccess) s = readDescribedFloats(f->fppn, pixels, scratch, data, position, size);
+  if (s == status::kSuccess)
+    s = readDescribedFloats(f->fppn, pixels, scratch, data, position, size);
   uint32_t terms = 0;
   if (s == status::kSuccess) s = kelvora_readTavelDataDynNoValues(&terms, data, position, size);
   if (s == status::kSuccess) s = kelvora_checkTavelNoValues(terms, kTempCompensationCapacity);
@@ -75,14 +76,19 @@ uint32_t readFrequency(KelvoraCalibrationFrequency* f, bool withAmplitudeWigglin
 uint32_t kelvora_readTavelRootContainerHeader(TavelRootHeader* header, const char* magic,
                                               const uint8_t* data, uint32_t* position,
                                               uint32_t size) {
-  uint32_t s = kelvora_readTavelHeaderString(header->magic, kTavelMagicLength, data, position, size);
+  uint32_t s =
+      kelvora_readTavelHeaderString(header->magic, kTavelMagicLength, data, position, size);
   if (s != status::kSuccess) return s;
   if (std::strncmp(header->magic, magic, kTavelMagicLength) != 0) return status::kUnsupported;
   s = kelvora_readTavelHeaderUint32(&header->unused0, data, position, size);
-  if (s == status::kSuccess) s = kelvora_readTavelHeaderUint16(&header->frequencyCount, data, position, size);
-  if (s == status::kSuccess) s = kelvora_readTavelHeaderUint16(&header->unused1, data, position, size);
-  if (s == status::kSuccess) s = kelvora_readTavelHeaderUint32(&header->dimension0, data, position, size);
-  if (s == status::kSuccess) s = kelvora_readTavelHeaderUint32(&header->dimension1, data, position, size);
+  if (s == status::kSuccess)
+    s = kelvora_readTavelHeaderUint16(&header->frequencyCount, data, position, size);
+  if (s == status::kSuccess)
+    s = kelvora_readTavelHeaderUint16(&header->unused1, data, position, size);
+  if (s == status::kSuccess)
+    s = kelvora_readTavelHeaderUint32(&header->dimension0, data, position, size);
+  if (s == status::kSuccess)
+    s = kelvora_readTavelHeaderUint32(&header->dimension1, data, position, size);
   return s;
 }
 
@@ -93,7 +99,8 @@ int32_t kelvora_supportsTavelCalibration(const uint8_t* data, uint32_t size) {
 int32_t kelvora_getTavelNumPixels(const uint8_t* data, uint32_t size) {
   TavelRootHeader header{};
   uint32_t position = 0;
-  const uint32_t s = kelvora_readTavelRootContainerHeader(&header, kTavelMagic, data, &position, size);
+  const uint32_t s =
+      kelvora_readTavelRootContainerHeader(&header, kTavelMagic, data, &position, size);
   if (s != status::kSuccess) return static_cast<int32_t>(s);
   const uint64_t pixels = static_cast<uint64_t>(header.dimension0) * header.dimension1;
   if (!pixelCountFitsBlob(pixels, size)) return static_cast<int32_t>(status::kStreamTooShort);
@@ -142,7 +149,8 @@ uint32_t kelvora_readTavelCalibrationBody(KelvoraCalibration* calibration, uint3
   const TavelScratch buffer{scratch, scratchCapacity};
 
   uint32_t s = kelvora_readTavelDataString(c->date, kDateCapacity, data, position, size);
-  if (s == status::kSuccess) s = kelvora_readTavelDataString(c->serial, kSerialCapacity, data, position, size);
+  if (s == status::kSuccess)
+    s = kelvora_readTavelDataString(c->serial, kSerialCapacity, data, position, size);
   if (s == status::kSuccess) {
     s = kelvora_readTavelDataString(c->sensorSerial, kSensorSerialCapacity, data, position, size);
   }

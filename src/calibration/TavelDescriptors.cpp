@@ -37,8 +37,8 @@ uint32_t kelvora_checkTavelConsistentNoValues(uint32_t count, uint32_t expected)
 uint32_t kelvora_fillTavelIntegralDescriptor(uint32_t minimum, uint32_t maximum, uint32_t step,
                                              TavelIntegralDescriptor* descriptor) {
   if (step == 0 || minimum >= maximum) return status::kInvalidValue;
-  const double levels =
-      (static_cast<double>(maximum) + 1.0 - static_cast<double>(minimum)) / static_cast<double>(step);
+  const double levels = (static_cast<double>(maximum) + 1.0 - static_cast<double>(minimum)) /
+                        static_cast<double>(step);
   descriptor->scale = step;
   descriptor->step = step;
   descriptor->bitsPerValue = static_cast<uint32_t>(std::ceil(std::log2(levels)));

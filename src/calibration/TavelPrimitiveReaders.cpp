@@ -156,7 +156,8 @@ uint32_t kelvora_readTavelContainerFooter(const uint8_t* data, uint32_t* positio
 uint32_t kelvora_readTavelWiggling(KelvoraWiggling* wiggling, const uint8_t* data,
                                    uint32_t* position, uint32_t size) {
   uint32_t s = kelvora_readTavelContainerHeader(data, position, size);
-  if (s == status::kSuccess) s = kelvora_readTavelDataFloat(&wiggling->offset, 1, data, position, size);
+  if (s == status::kSuccess)
+    s = kelvora_readTavelDataFloat(&wiggling->offset, 1, data, position, size);
   uint32_t terms = 0;
   if (s == status::kSuccess) s = kelvora_readTavelDataDynNoValues(&terms, data, position, size);
   if (s == status::kSuccess) s = kelvora_checkTavelNoValues(terms, kWigglingCapacity);
@@ -172,7 +173,8 @@ uint32_t kelvora_readTavelWiggling(KelvoraWiggling* wiggling, const uint8_t* dat
   }
   if (s == status::kSuccess) s = kelvora_readTavelDataDynNoValues(&again, data, position, size);
   if (s == status::kSuccess) s = kelvora_checkTavelConsistentNoValues(again, terms);
-  if (s == status::kSuccess) s = kelvora_readTavelDataFloat(wiggling->phase, terms, data, position, size);
+  if (s == status::kSuccess)
+    s = kelvora_readTavelDataFloat(wiggling->phase, terms, data, position, size);
   if (s == status::kSuccess) s = kelvora_readTavelContainerFooter(data, position, size);
   return s;
 }

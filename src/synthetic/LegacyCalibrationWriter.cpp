@@ -46,14 +46,16 @@ void putValues(std::vector<uint8_t>& b, uint32_t at, const T* values, uint32_t c
 uint32_t putFppn(std::vector<uint8_t>& b, uint32_t at, const float* fppn, uint32_t pixels,
                  const LegacyFrequencyEncoding& e) {
   if (!e.nineBit) {
-    for (uint32_t i = 0; i < pixels; ++i) b[at + i] = static_cast<uint8_t>(legacyFppnCode(fppn[i], e));
+    for (uint32_t i = 0; i < pixels; ++i)
+      b[at + i] = static_cast<uint8_t>(legacyFppnCode(fppn[i], e));
   } else {
     std::memset(b.data() + at, 0, fppnCodeBytes(pixels, true));
     for (uint32_t i = 0; i < pixels; ++i) {
       const uint32_t code = legacyFppnCode(fppn[i], e);
       for (uint32_t bit = 0; bit < 9; ++bit) {
         const uint32_t k = 9 * i + bit;
-        if ((code >> bit) & 1u) b[at + k / 8] = static_cast<uint8_t>(b[at + k / 8] | (1u << (k % 8)));
+        if ((code >> bit) & 1u)
+          b[at + k / 8] = static_cast<uint8_t>(b[at + k / 8] | (1u << (k % 8)));
       }
     }
   }
@@ -63,8 +65,10 @@ uint32_t putFppn(std::vector<uint8_t>& b, uint32_t at, const float* fppn, uint32
 void putGroup(std::vector<uint8_t>& b, uint32_t group, const KelvoraCalibrationFrequency& f) {
   putValues(b, group + kTempCompensation.offset, f.tempCompensation, kTempCompensationCount);
   putValues(b, group + kNoiseParameters.offset, f.noiseParameters, kNoiseParameterCount);
-  putValues(b, group + kPhaseWigglingAmplitude.offset, f.phaseWiggling.amplitude, kPhaseWigglingTerms);
-  putValues(b, group + kPhaseWigglingHarmonic.offset, f.phaseWiggling.harmonic, kPhaseWigglingTerms);
+  putValues(b, group + kPhaseWigglingAmplitude.offset, f.phaseWiggling.amplitude,
+            kPhaseWigglingTerms);
+  putValues(b, group + kPhaseWigglingHarmonic.offset, f.phaseWiggling.harmonic,
+            kPhaseWigglingTerms);
   putValues(b, group + kPhaseWigglingPhase.offset, f.phaseWiggling.phase, kPhaseWigglingTerms);
   putValues(b, group + kAmplitudeWigglingAmplitude.offset, f.amplitudeWiggling.amplitude,
             kAmplitudeWigglingTerms);
@@ -89,8 +93,7 @@ uint32_t legacyFppnCode(float value, const LegacyFrequencyEncoding& e) {
 std::vector<uint8_t> writeLegacyCalibration(const KelvoraCalibration& c,
                                             const LegacyWriterOptions& o) {
   const uint32_t pixels = c.calibrationROI[2] * c.calibrationROI[3];
-  const uint32_t group0 =
-      kFppnCodes0 + fppnCodeBytes(pixels, o.frequency[0].nineBit) + kGroupGap;
+  const uint32_t group0 = kFppnCodes0 + fppnCodeBytes(pixels, o.frequency[0].nineBit) + kGroupGap;
   const uint32_t codes1 = group0 + kFppnCodes1FromGroup;
   const uint32_t group1 = codes1 + fppnCodeBytes(pixels, o.frequency[1].nineBit) + kGroupGap;
   std::vector<uint8_t> b(group1 + kGroupSize, o.filler);

@@ -117,17 +117,21 @@ TEST_F(CalibrationExport, LegacyReadWritesEveryFieldFile) {
   const auto files = filesIn(dir());
   EXPECT_EQ(files.size(), 30u);
   // Sizes as the file table gives them for 224 x 172 pixels.
-  const std::map<std::string, size_t> sizes = {
-      {"calib_CalibrationROI.bin", 16},  {"calib_date.bin", 19},
-      {"calib_serial.bin", 9},           {"calib_SensorSerial.bin", 19},
-      {"calib_version.bin", 2},          {"calib_type.bin", 2},
-      {"calib_directions.bin", 231168},  {"calib_lensparam.bin", 36},
-      {"calib_mask.bin", 38528},         {"calib_fpn.bin", 77056},
-      {"calib_fppn_80320000Hz.bin", 154112},
-      {"calib_TempCompensation_60240000Hz.bin", 16},
-      {"calib_WigglingHarmonic_80320000Hz.bin", 16},
-      {"calib_AmplitudeWigglingOffset_60240000Hz.bin", 4},
-      {"calib_AmplitudeWigglingPhase_80320000Hz.bin", 8}};
+  const std::map<std::string, size_t> sizes = {{"calib_CalibrationROI.bin", 16},
+                                               {"calib_date.bin", 19},
+                                               {"calib_serial.bin", 9},
+                                               {"calib_SensorSerial.bin", 19},
+                                               {"calib_version.bin", 2},
+                                               {"calib_type.bin", 2},
+                                               {"calib_directions.bin", 231168},
+                                               {"calib_lensparam.bin", 36},
+                                               {"calib_mask.bin", 38528},
+                                               {"calib_fpn.bin", 77056},
+                                               {"calib_fppn_80320000Hz.bin", 154112},
+                                               {"calib_TempCompensation_60240000Hz.bin", 16},
+                                               {"calib_WigglingHarmonic_80320000Hz.bin", 16},
+                                               {"calib_AmplitudeWigglingOffset_60240000Hz.bin", 4},
+                                               {"calib_AmplitudeWigglingPhase_80320000Hz.bin", 8}};
   for (const auto& kv : sizes) {
     ASSERT_TRUE(files.count(kv.first)) << kv.first;
     EXPECT_EQ(files.at(kv.first).size(), kv.second) << kv.first;

@@ -17,13 +17,14 @@ struct CalibrationDeleter {
 };
 using CalibrationPtr = std::unique_ptr<KelvoraCalibration, CalibrationDeleter>;
 
-inline void setText(char* buffer, const char* text) { std::strcpy(buffer, text); }
+inline void setText(char* buffer, const char* text) {
+  std::strcpy(buffer, text);
+}
 
 // A record of width x height pixels with `frequencies` frequency records whose
 // values vary per pixel and per frequency. Per-pixel floats lie in [lo, hi].
-inline CalibrationPtr makeHandBuiltCalibration(uint32_t width, uint32_t height,
-                                               uint8_t frequencies, float lo = -0.5f,
-                                               float hi = 0.75f) {
+inline CalibrationPtr makeHandBuiltCalibration(uint32_t width, uint32_t height, uint8_t frequencies,
+                                               float lo = -0.5f, float hi = 0.75f) {
   const uint32_t pixels = width * height;
   CalibrationPtr c(allocateCalibration(pixels));
   setText(c->date, "2023-11-05 14:03:59");
@@ -33,7 +34,8 @@ inline CalibrationPtr makeHandBuiltCalibration(uint32_t width, uint32_t height,
   c->calibrationROI[1] = 0;
   c->calibrationROI[2] = width;
   c->calibrationROI[3] = height;
-  const float lens[9] = {210.5f, 211.25f, 111.75f, 85.5f, -0.21f, 0.043f, 0.0012f, -0.0007f, 0.0009f};
+  const float lens[9] = {210.5f, 211.25f, 111.75f,  85.5f,  -0.21f,
+                         0.043f, 0.0012f, -0.0007f, 0.0009f};
   std::memcpy(c->lensParameters, lens, sizeof lens);
   for (uint32_t i = 0; i < pixels; ++i) {
     c->mask[i] = static_cast<uint8_t>((i * 7 + i / 5) % 3 == 0);
@@ -79,6 +81,8 @@ uint32_t readFromExactCopy(const std::vector<uint8_t>& blob, uint32_t length,
   return reader(copy.get(), length, record);
 }
 
-inline bool sameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+inline bool sameBits(float a, float b) {
+  return std::memcmp(&a, &b, sizeof a) == 0;
+}
 
 }  // namespace kelvora::testing

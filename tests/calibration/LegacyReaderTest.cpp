@@ -71,8 +71,8 @@ TEST_P(LegacyRoundTrip, ReadsTheWrittenRecordAndItsRays) {
   CalibrationPtr c(allocateCalibration(kPixels));
   std::string printed;
   ASSERT_EQ(readLegacy(blob, c.get(), &printed), status::kSuccess);
-  EXPECT_EQ(printed, "\nStart converting!\ncalibrationSaveDir = " + dir() +
-                         "\n\nConverting finished!\n");
+  EXPECT_EQ(printed,
+            "\nStart converting!\ncalibrationSaveDir = " + dir() + "\n\nConverting finished!\n");
 
   EXPECT_EQ(c->version, 1);
   EXPECT_EQ(c->type, 1);
@@ -94,7 +94,8 @@ TEST_P(LegacyRoundTrip, ReadsTheWrittenRecordAndItsRays) {
   for (uint32_t i = 0; i < kPixels; ++i) {
     double ray[3];
     referenceRay(original->lensParameters, i % 224, i / 224, ray);
-    for (int k = 0; k < 3; ++k) worst = std::max(worst, std::fabs(ray[k] - c->directions[3 * i + k]));
+    for (int k = 0; k < 3; ++k)
+      worst = std::max(worst, std::fabs(ray[k] - c->directions[3 * i + k]));
   }
   EXPECT_LT(worst, 2e-6);  // single against double precision over 100 passes
 
@@ -147,7 +148,9 @@ INSTANTIATE_TEST_SUITE_P(CodeWidths, LegacyRoundTrip,
                                            CodeWidths{false, true, 96857 + 4816},
                                            CodeWidths{true, true, 96857 + 2 * 4816}));
 
-void putFloat(std::vector<uint8_t>& b, size_t at, float v) { std::memcpy(&b[at], &v, 4); }
+void putFloat(std::vector<uint8_t>& b, size_t at, float v) {
+  std::memcpy(&b[at], &v, 4);
+}
 float getFloat(const void* p) {
   float v;
   std::memcpy(&v, p, 4);
@@ -178,14 +181,14 @@ TEST_F(LegacyLayout, EightBitCodesAtTypedOffsets) {
   putFloat(b, 19431, 3.1f);   // FPPN maximum
   putFloat(b, 19435, 1.0f);   // selector above 5.1 / 255: 8-bit codes
   b[19441] = 0, b[19442] = 255, b[19441 + 38527] = 7;
-  putFloat(b, 57975, 11.0f);       // group 0: first temperature coefficient
-  putFloat(b, 57975 + 18, 12.0f);  // first noise parameter
-  putFloat(b, 57975 + 68, 2.5f);   // phase wiggling harmonics start at 68 (raw bytes)
+  putFloat(b, 57975, 11.0f);        // group 0: first temperature coefficient
+  putFloat(b, 57975 + 18, 12.0f);   // first noise parameter
+  putFloat(b, 57975 + 68, 2.5f);    // phase wiggling harmonics start at 68 (raw bytes)
   putFloat(b, 57975 + 148, 13.0f);  // first amplitude wiggling phase
   putFloat(b, 57975 + 166, 0.0f);   // frequency 1: minimum, maximum, selector
   putFloat(b, 57975 + 170, 1.0f);
   putFloat(b, 57975 + 174, 1.0f);
-  b[58155] = 51;  // first FPPN code of frequency 1
+  b[58155] = 51;                    // first FPPN code of frequency 1
   putFloat(b, 96689, 21.0f);        // group 1: first temperature coefficient
   putFloat(b, 96689 + 134, 22.0f);  // first amplitude wiggling harmonic (raw bytes)
 
@@ -229,10 +232,10 @@ TEST_F(LegacyLayout, NineBitCodesShiftTheGroupBy4816Bytes) {
   putFloat(b, 19435, 2.0f);  // exactly 511/255 or below: 9-bit codes
   // Pixel 0 = 0x1FF (bits 0..8), pixel 1 = 0x101 (bits 9..17): bytes FF 03 02.
   b[19441] = 0xFF, b[19442] = 0x03, b[19443] = 0x02;
-  putFloat(b, 62791, 31.0f);                      // group 0
-  putFloat(b, 62791 + 174, 10.0f);                // frequency 1 selector (8-bit)
+  putFloat(b, 62791, 31.0f);        // group 0
+  putFloat(b, 62791 + 174, 10.0f);  // frequency 1 selector (8-bit)
   putFloat(b, 62791 + 170, 1.0f);
-  putFloat(b, 62791 + 180 + 38528 + 6, 32.0f);    // group 1
+  putFloat(b, 62791 + 180 + 38528 + 6, 32.0f);  // group 1
   CalibrationPtr c(allocateCalibration(kPixels));
   ASSERT_EQ(readLegacy(b, c.get()), status::kSuccess);
   EXPECT_EQ(c->frequencies[0].fppn[0], 511.0f * 511.0f * 0.0019569471f);

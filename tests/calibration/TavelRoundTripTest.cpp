@@ -71,7 +71,8 @@ class TavelRoundTrip : public ::testing::TestWithParam<RoundTripCase> {};
 
 TEST_P(TavelRoundTrip, ReadsBackTheWrittenRecord) {
   const RoundTripCase& rc = GetParam();
-  CalibrationPtr original = testing::makeHandBuiltCalibration(rc.width, rc.height, rc.frequencies, kLo, kHi);
+  CalibrationPtr original =
+      testing::makeHandBuiltCalibration(rc.width, rc.height, rc.frequencies, kLo, kHi);
   synth::ContainerWriterOptions options;
   options.fpn = {kLo, kHi, rc.encoding.step};
   // The phase noise uses a slightly wider range, so its codes differ from the FPN's.
@@ -84,7 +85,8 @@ TEST_P(TavelRoundTrip, ReadsBackTheWrittenRecord) {
   ASSERT_EQ(pixels, static_cast<int32_t>(rc.width * rc.height));
   CalibrationPtr read(allocateCalibration(static_cast<uint32_t>(pixels)));
   ::testing::internal::CaptureStdout();
-  const uint32_t s = testing::readFromExactCopy(blob, size, read.get(), kelvora_readTavelHandlerCalibration);
+  const uint32_t s =
+      testing::readFromExactCopy(blob, size, read.get(), kelvora_readTavelHandlerCalibration);
   ::testing::internal::GetCapturedStdout();
   ASSERT_EQ(s, status::kSuccess);
 
@@ -156,8 +158,9 @@ TEST(TavelRoundTrip, HeaderPixelCountOtherThanTheRoiIsRefused) {
     ASSERT_EQ(pixels, static_cast<int32_t>(d0 * 3));
     CalibrationPtr read(allocateCalibration(static_cast<uint32_t>(pixels)));
     ::testing::internal::CaptureStdout();
-    EXPECT_EQ(testing::readFromExactCopy(blob, size, read.get(), kelvora_readTavelHandlerCalibration),
-              status::kUnsupported);
+    EXPECT_EQ(
+        testing::readFromExactCopy(blob, size, read.get(), kelvora_readTavelHandlerCalibration),
+        status::kUnsupported);
     ::testing::internal::GetCapturedStdout();
   }
 }
@@ -171,8 +174,9 @@ TEST(TavelRoundTrip, EveryTruncationOfAPackedThreeFrequencyBlobFails) {
   ::testing::internal::CaptureStdout();
   for (uint32_t length = 7; length < blob.size(); ++length) {
     CalibrationPtr read(allocateCalibration(30));
-    ASSERT_EQ(testing::readFromExactCopy(blob, length, read.get(), kelvora_readTavelHandlerCalibration),
-              status::kStreamTooShort)
+    ASSERT_EQ(
+        testing::readFromExactCopy(blob, length, read.get(), kelvora_readTavelHandlerCalibration),
+        status::kStreamTooShort)
         << "length " << length;
   }
   ::testing::internal::GetCapturedStdout();

@@ -105,8 +105,8 @@ class CalibrationExport : public testing::ExportDirectoryTest {};
 TEST_F(CalibrationExport, LegacyReadWritesEveryFieldFile) {
   CalibrationPtr original = testing::makeSensorCalibration();
   synth::LegacyWriterOptions options;
-  options.fpnOffset = -0.375f;  // negative FPN values export as 0
-  options.fpnStep = 0.1875f;
+  options.fpnOffset = testing::kLegacyFpnOffset;  // negative FPN values export as 0
+  options.fpnStep = testing::kLegacyFpnStep;
   const std::vector<uint8_t> blob = synth::writeLegacyCalibration(*original, options);
   CalibrationPtr c(allocateCalibration(38528));
   ::testing::internal::CaptureStdout();

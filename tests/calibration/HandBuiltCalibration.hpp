@@ -9,13 +9,9 @@
 #include <vector>
 
 #include "calibration/KelvoraCalibration.hpp"
+#include "common/CoreFixtures.hpp"
 
 namespace kelvora::testing {
-
-struct CalibrationDeleter {
-  void operator()(KelvoraCalibration* c) const { kelvora_freeCalibration(c); }
-};
-using CalibrationPtr = std::unique_ptr<KelvoraCalibration, CalibrationDeleter>;
 
 inline void setText(char* buffer, const char* text) {
   std::strcpy(buffer, text);

@@ -1,6 +1,7 @@
 // Blobs written by the synthetic container writer read back to the record.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "calibration/TavelCalibrationReader.hpp"
 #include "core/StatusCodes.hpp"
 #include "synthetic/ContainerCalibrationWriter.hpp"
+#include "synthetic/SyntheticCalibration.hpp"
 
 namespace kelvora {
 namespace {
@@ -21,13 +23,39 @@ constexpr float kHi = 0.75f;
 
 struct Encoding {
   const char* name;
-  float step;             // 0: plain
-  uint32_t expectedBits;  // width the descriptor must select (24: plain by the width rule)
+  uint32_t bits;  // 0: plain (step 0); 24: a step so fine that the width rule stores it plain
 };
 
 // A step a little above range / (2^b - 1) needs exactly b bits.
+constexpr float stepFor(float lo, float hi, uint32_t bits) {
+  return (hi - lo) / (static_cast<float>(1u << bits) - 1.5f);
+}
 constexpr float stepFor(uint32_t bits) {
-  return (kHi - kLo) / (static_cast<float>(1u << bits) - 1.5f);
+  return stepFor(kLo, kHi, bits);
+}
+
+// The descriptor of an encoding over the range of the values it stores.
+ContainerFloatEncoding encodingFor(const float* values, uint32_t count, const Encoding& e) {
+  float lo = values[0];
+  float hi = values[0];
+  for (uint32_t i = 1; i < count; ++i) {
+    lo = std::min(lo, values[i]);
+    hi = std::max(hi, values[i]);
+  }
+  if (!(hi > lo)) hi = lo + 1.0f;
+  return {lo, hi, e.bits == 0 ? 0.0f : stepFor(lo, hi, e.bits)};
+}
+
+CalibrationPtr syntheticCalibration(uint8_t frequencies, uint32_t width, uint32_t height) {
+  synth::SyntheticCalibrationOptions options;
+  options.width = width;
+  options.height = height;
+  options.frequencies.clear();
+  for (uint32_t f = 0; f < frequencies; ++f)
+    options.frequencies.push_back(100000000u - 20000000u * f);
+  options.maskedFraction = 0.1f;
+  options.seed = 7u + frequencies;
+  return CalibrationPtr(synth::makeSyntheticCalibration(options));
 }
 
 struct RoundTripCase {
@@ -71,13 +99,19 @@ class TavelRoundTrip : public ::testing::TestWithParam<RoundTripCase> {};
 
 TEST_P(TavelRoundTrip, ReadsBackTheWrittenRecord) {
   const RoundTripCase& rc = GetParam();
-  CalibrationPtr original =
-      testing::makeHandBuiltCalibration(rc.width, rc.height, rc.frequencies, kLo, kHi);
+  CalibrationPtr original = syntheticCalibration(rc.frequencies, rc.width, rc.height);
+  const uint32_t count = rc.width * rc.height;
   synth::ContainerWriterOptions options;
-  options.fpn = {kLo, kHi, rc.encoding.step};
-  // The phase noise uses a slightly wider range, so its codes differ from the FPN's.
-  options.fppn = {kLo - 0.25f, kHi, rc.encoding.step};
-  EXPECT_EQ(ContainerQuantiser(options.fpn).bits, rc.encoding.expectedBits);
+  options.fpn = encodingFor(original->fpn, count, rc.encoding);
+  // One descriptor for every frequency's phase noise: over all their values.
+  std::vector<float> fppn;
+  for (uint32_t f = 0; f < rc.frequencies; ++f) {
+    fppn.insert(fppn.end(), original->frequencies[f].fppn, original->frequencies[f].fppn + count);
+  }
+  options.fppn = encodingFor(fppn.data(), static_cast<uint32_t>(fppn.size()), rc.encoding);
+  const ContainerQuantiser q(options.fpn);
+  EXPECT_EQ(q.bits, rc.encoding.bits == 0 ? 24u : rc.encoding.bits);
+  EXPECT_EQ(q.packed, rc.encoding.bits != 0 && rc.encoding.bits < 24);
   const std::vector<uint8_t> blob = synth::writeContainerCalibration(*original, options);
 
   const uint32_t size = static_cast<uint32_t>(blob.size());
@@ -96,7 +130,7 @@ TEST_P(TavelRoundTrip, ReadsBackTheWrittenRecord) {
   EXPECT_STREQ(read->sensorSerial, original->sensorSerial);
   for (int k = 0; k < 4; ++k) EXPECT_EQ(read->calibrationROI[k], original->calibrationROI[k]);
   for (int k = 0; k < 9; ++k) EXPECT_EQ(read->lensParameters[k], original->lensParameters[k]);
-  for (uint32_t i = 0; i < n; ++i) ASSERT_EQ(read->mask[i], original->mask[i]) << i;
+  for (uint32_t i = 0; i < n; ++i) ASSERT_EQ(read->mask[i], original->mask[i] & 1u) << i;
   expectArray(read->fpn, original->fpn, n, options.fpn, "fpn");
   ASSERT_EQ(read->frequencyCount, rc.frequencies);
   for (uint32_t f = 0; f < rc.frequencies; ++f) {
@@ -115,14 +149,14 @@ TEST_P(TavelRoundTrip, ReadsBackTheWrittenRecord) {
   }
 }
 
-constexpr Encoding kPlain{"Plain", 0.0f, 24};
-constexpr Encoding kBits1{"Packed1", stepFor(1), 1};
-constexpr Encoding kBits5{"Packed5", stepFor(5), 5};
-constexpr Encoding kBits8{"Packed8", stepFor(8), 8};
-constexpr Encoding kBits13{"Packed13", stepFor(13), 13};
-constexpr Encoding kBits16{"Packed16", stepFor(16), 16};
-constexpr Encoding kBits23{"Packed23", stepFor(23), 23};
-constexpr Encoding kBits24{"PlainByWidth24", stepFor(24), 24};
+constexpr Encoding kPlain{"Plain", 0};
+constexpr Encoding kBits1{"Packed1", 1};
+constexpr Encoding kBits5{"Packed5", 5};
+constexpr Encoding kBits8{"Packed8", 8};
+constexpr Encoding kBits13{"Packed13", 13};
+constexpr Encoding kBits16{"Packed16", 16};
+constexpr Encoding kBits23{"Packed23", 23};
+constexpr Encoding kBits24{"PlainByWidth24", 24};
 
 INSTANTIATE_TEST_SUITE_P(
     Encodings, TavelRoundTrip,

@@ -8,13 +8,18 @@
 
 namespace kelvora {
 
-// Largest pixel count the reader accepts: the scratch room of 12 bytes per
-// pixel and every per-pixel buffer size then stay within 32 bits, also on
-// 32-bit targets. The largest sensors are far below it (about 18900 x 18900).
-constexpr uint32_t kQvMaxPixelCount = 0xFFFFFFFFu / 12u;
+// Largest pixel count accepted (4096 x 4096), far beyond any time-of-flight
+// sensor. A header above it is refused with status::kCapacityExceeded before
+// anything is sized from it: a record for it would already take about 420 MB
+// (25 bytes per pixel), and all per-pixel byte counts stay far inside 32 bits
+// on 32-bit targets.
+constexpr uint32_t kQvMaxPixelCount = 1u << 24;
 
-// Reads the blob into `calibration` (made for the header's pixel count) using
-// `table`, normally kelvora_createDrevantTable's. Always frees the table.
+// Reads the blob into `calibration` using `table`, normally
+// kelvora_createDrevantTable's for the same record. The record must have been
+// allocated for the header's pixel count (as the registry does with
+// kelvora_getQVNumPixels); nothing in the record says how large its per-pixel
+// buffers are. Always frees the table.
 // On failure `identifier` names the block at fault (kQvNoBlock for the file
 // header).
 QvReadResult kelvora_readQVCalibration(const void* data, uint32_t size,

@@ -31,7 +31,7 @@ inline QvReadResult readDirect(const std::vector<uint8_t>& blob, KelvoraCalibrat
 
 // A small synthetic calibration: width x height pixels, two frequencies, a
 // stray-light model.
-inline RecordPtr smallSynthetic(uint32_t width = 6, uint32_t height = 5, uint32_t seed = 3) {
+inline RecordPtr smallSynthetic(uint32_t width = 8, uint32_t height = 5, uint32_t seed = 3) {
   synth::SyntheticCalibrationOptions o;
   o.width = width;
   o.height = height;

@@ -42,8 +42,8 @@ uint32_t readEntryBlock(ReadState& st, QvTable* table, QvTableEntry* entry,
         header.count < minimumCount(entry->minimumCount, st.pixelCount)) {
       return status::kTooFewValues;
     }
-    if (uint32_t s = kelvora_decodeQVBlock(&st.stream, &header, entry->destination,
-                                           entry->capacity, &st.scratch, &decoded)) {
+    if (uint32_t s = kelvora_decodeQVBlock(&st.stream, &header, entry->destination, entry->capacity,
+                                           &st.scratch, &decoded)) {
       return s;
     }
     if (entry->countByte != nullptr) *entry->countByte = static_cast<uint8_t>(header.count);
@@ -53,11 +53,12 @@ uint32_t readEntryBlock(ReadState& st, QvTable* table, QvTableEntry* entry,
   // Copy-function blocks land in the scratch room first. Its capacity is
   // checked before anything is allocated, so only payloads that are really in
   // the stream take memory.
-  if (uint32_t s = kelvora_checkQVBlock(&st.stream, &header, st.scratch.valueCapacity,
-                                        &st.scratch)) {
+  if (uint32_t s =
+          kelvora_checkQVBlock(&st.stream, &header, st.scratch.valueCapacity, &st.scratch)) {
     return s;
   }
-  void* values = kelvora_reserveQVScratchValues(&st.scratch, kelvora_getQVUnpackedBlockSize(&header));
+  void* values =
+      kelvora_reserveQVScratchValues(&st.scratch, kelvora_getQVUnpackedBlockSize(&header));
   if (values == nullptr) return status::kCapacityExceeded;
   if (uint32_t s = kelvora_decodeQVBlock(&st.stream, &header, values, st.scratch.valueCapacity,
                                          &st.scratch, &decoded)) {

@@ -23,8 +23,8 @@ uint32_t copyMask(const void* source, uint64_t sourceSize, void* destination, ui
   return status::kSuccess;
 }
 
-uint32_t copyString(const void* source, uint64_t sourceSize, void* destination,
-                    uint64_t capacity, uint8_t* /*countByte*/) {
+uint32_t copyString(const void* source, uint64_t sourceSize, void* destination, uint64_t capacity,
+                    uint8_t* /*countByte*/) {
   if (sourceSize + 1u > capacity) return status::kCapacityExceeded;
   auto* text = static_cast<char*>(destination);
   if (sourceSize != 0) std::memcpy(text, source, static_cast<size_t>(sourceSize));

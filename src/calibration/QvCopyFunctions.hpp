@@ -13,8 +13,8 @@ uint32_t copyMask(const void* source, uint64_t sourceSize, void* destination, ui
                   uint8_t* countByte);
 // Text without terminator; status::kCapacityExceeded unless it fits with its
 // NUL.
-uint32_t copyString(const void* source, uint64_t sourceSize, void* destination,
-                    uint64_t capacity, uint8_t* countByte);
+uint32_t copyString(const void* source, uint64_t sourceSize, void* destination, uint64_t capacity,
+                    uint8_t* countByte);
 // One uint32 of seconds since 1970 becomes ctime's text in local time
 // followed by " (<seconds>)". status::kInvalidValue unless the source is 4
 // bytes; status::kCapacityExceeded when the text leaves fewer than 14 bytes,
@@ -28,8 +28,8 @@ uint32_t copyStraylight(const void* source, uint64_t sourceSize, void* destinati
 // offset, n phases, n amplitudes, n harmonic orders (3n + 1 floats) into a
 // KelvoraWiggling; status::kInvalidValue for a malformed size,
 // status::kCapacityExceeded for more terms than the record holds.
-uint32_t copyWiggling(const void* source, uint64_t sourceSize, void* destination,
-                      uint64_t capacity, uint8_t* countByte);
+uint32_t copyWiggling(const void* source, uint64_t sourceSize, void* destination, uint64_t capacity,
+                      uint8_t* countByte);
 
 // Byte extent of the stray-light fields psfScale .. psfPointCount in the
 // record's layout, which is what the table announces as their capacity.

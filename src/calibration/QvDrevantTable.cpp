@@ -22,8 +22,8 @@ struct EntrySpec {
 };
 
 uint32_t add(QvTable* table, const EntrySpec& e) {
-  const QvTableEntry entry{e.id, e.destination, e.capacity, e.countByte, e.minimum, e.copy,
-                           nullptr};
+  const QvTableEntry entry{e.id,      e.destination, e.capacity, e.countByte,
+                           e.minimum, e.copy,        nullptr};
   const QvValidation validation{e.required ? uint8_t{1} : uint8_t{0}, e.typeA, e.typeB, 0u, 0u};
   return kelvora_addQVTableEntry(table, &entry, &validation);
 }

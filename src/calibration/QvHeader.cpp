@@ -56,9 +56,12 @@ namespace {
 
 uint64_t valueSize(uint8_t type) {
   switch (type) {
-    case kQvUint8: return 1;
-    case kQvUint16: return 2;
-    default: return 4;  // 32-bit integers, floats and unpacked items
+    case kQvUint8:
+      return 1;
+    case kQvUint16:
+      return 2;
+    default:
+      return 4;  // 32-bit integers, floats and unpacked items
   }
 }
 

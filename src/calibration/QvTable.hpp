@@ -18,8 +18,8 @@ struct QvValidation {
   uint8_t required;  // nonzero: the file must carry this block
   uint8_t typeA;     // accepted data types
   uint8_t typeB;
-  uint32_t seen;     // blocks of this id read so far
-  uint32_t status;   // first failure of the per-block check, 0 if none
+  uint32_t seen;    // blocks of this id read so far
+  uint32_t status;  // first failure of the per-block check, 0 if none
 };
 
 // Minimum counts: none, one value per pixel, or (code - 249) per pixel.

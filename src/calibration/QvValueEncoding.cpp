@@ -77,8 +77,7 @@ uint32_t unpackItems(const uint32_t* words, uint64_t wordCount, uint32_t bits, u
 
 uint32_t kelvora_unpackQVUint(const uint32_t* words, uint64_t wordCount, uint32_t bits,
                               uint64_t count, uint32_t* out) {
-  return unpackItems(words, wordCount, bits, count,
-                     [out](uint64_t i, uint32_t v) { out[i] = v; });
+  return unpackItems(words, wordCount, bits, count, [out](uint64_t i, uint32_t v) { out[i] = v; });
 }
 
 uint32_t kelvora_unpackQVFloat(const uint32_t* words, uint64_t wordCount, uint32_t bits,

@@ -35,12 +35,12 @@ struct BlockSpec {
 
 struct BlockWriterOptions {
   uint8_t version = 1;
-  uint8_t fpnType = 4;    // 4 (floats) or 6 (packed, fpnBits wide)
+  uint8_t fpnType = 4;  // 4 (floats) or 6 (packed, fpnBits wide)
   uint8_t fpnBits = 16;
-  uint8_t fppnType = 4;   // likewise for every frequency's fppn
+  uint8_t fppnType = 4;  // likewise for every frequency's fppn
   uint8_t fppnBits = 16;
   uint8_t maskBits = 1;
-  int perPixelCountCode = -1;  // count code of per-pixel blocks; -1 automatic
+  int perPixelCountCode = -1;           // count code of per-pixel blocks; -1 automatic
   std::optional<uint32_t> dateSeconds;  // date block 4, seconds since 1970
   bool serials = true;                  // blocks 5 and 6
   bool auxBytes = false;                // block 7

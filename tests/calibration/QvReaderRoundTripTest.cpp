@@ -93,8 +93,8 @@ TEST_P(QvRoundTrip, RecordSurvivesWriterAndReader) {
 
   auto c = freshRecord(n);
   const QvReadResult r = readDirect(blob, c.get(), n);
-  ASSERT_EQ(r.status, status::kSuccess) << std::hex << r.status << " block " << std::dec
-                                        << r.identifier;
+  ASSERT_EQ(r.status, status::kSuccess)
+      << std::hex << r.status << " block " << std::dec << r.identifier;
   EXPECT_EQ(c->calibrationROI[2], 7u);
   EXPECT_EQ(c->calibrationROI[3], 5u);
   EXPECT_EQ(c->formatFlag, 0);
@@ -139,16 +139,17 @@ TEST_P(QvRoundTrip, RecordSurvivesWriterAndReader) {
   EXPECT_EQ(c->firstCustomFieldId, 128);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Layouts, QvRoundTrip,
-    ::testing::Values(RoundTripCase{"floats", 2, 4, 0, 4, 0, 1, -1},
-                      RoundTripCase{"packed16", 2, 6, 16, 6, 16, 8, -1},
-                      RoundTripCase{"packedNarrow", 1, 6, 3, 6, 5, 31, -1},
-                      RoundTripCase{"packedWide", 3, 6, 31, 6, 24, 2, -1},
-                      RoundTripCase{"fiveFrequencies", 5, 4, 0, 6, 12, 1, -1},
-                      RoundTripCase{"countsFollow", 2, 6, 9, 4, 0, 3, 249},
-                      RoundTripCase{"countPerPixel", 2, 4, 0, 6, 20, 7, 0}),
-    [](const ::testing::TestParamInfo<RoundTripCase>& i) { return std::string(i.param.name); });
+INSTANTIATE_TEST_SUITE_P(Layouts, QvRoundTrip,
+                         ::testing::Values(RoundTripCase{"floats", 2, 4, 0, 4, 0, 1, -1},
+                                           RoundTripCase{"packed16", 2, 6, 16, 6, 16, 8, -1},
+                                           RoundTripCase{"packedNarrow", 1, 6, 3, 6, 5, 31, -1},
+                                           RoundTripCase{"packedWide", 3, 6, 31, 6, 24, 2, -1},
+                                           RoundTripCase{"fiveFrequencies", 5, 4, 0, 6, 12, 1, -1},
+                                           RoundTripCase{"countsFollow", 2, 6, 9, 4, 0, 3, 249},
+                                           RoundTripCase{"countPerPixel", 2, 4, 0, 6, 20, 7, 0}),
+                         [](const ::testing::TestParamInfo<RoundTripCase>& i) {
+                           return std::string(i.param.name);
+                         });
 
 // ---------------------------------------------------------------------------
 // Every data type with every count code, one block at a time.
@@ -209,18 +210,21 @@ TEST(QvBlockCodes, EveryTypeWithEveryCountCodeDecodes) {
       ASSERT_EQ(s.position + 1, blob.size());
       for (uint64_t i = 0; i < n; ++i) {
         switch (type) {
-          case 0: ASSERT_EQ(out[i], b.integers[i]); break;
+          case 0:
+            ASSERT_EQ(out[i], b.integers[i]);
+            break;
           case 1: {
             uint16_t v;
             std::memcpy(&v, &out[2 * i], 2);
             ASSERT_EQ(v, b.integers[i]);
             break;
           }
-          case 4: case 6: {
+          case 4:
+          case 6: {
             float v;
             std::memcpy(&v, &out[4 * i], 4);
-            const float want = type == 4 ? b.floats[i]
-                                         : -2.0f + static_cast<float>(b.integers[i]) * 0.125f;
+            const float want =
+                type == 4 ? b.floats[i] : -2.0f + static_cast<float>(b.integers[i]) * 0.125f;
             ASSERT_EQ(v, want) << i;
             break;
           }
@@ -240,10 +244,8 @@ TEST(QvBlockCodes, EveryTypeWithEveryCountCodeDecodes) {
 
 std::vector<synth::BlockSpec> customBlocksOfEveryType() {
   return {
-      customBlock(128, 0, {1, 2, 250}),
-      customBlock(131, 1, {0xBEEF, 7}),
-      customBlock(140, 2, {0xDEADBEEFu}),
-      customBlock(200, 3, {0xFFFFFFF6u, 5}),  // -10, 5
+      customBlock(128, 0, {1, 2, 250}),        customBlock(131, 1, {0xBEEF, 7}),
+      customBlock(140, 2, {0xDEADBEEFu}),      customBlock(200, 3, {0xFFFFFFF6u, 5}),  // -10, 5
       customBlock(254, 4, {}, {-2.5f, 1e-3f}),
   };
 }
@@ -328,10 +330,9 @@ TEST(QvCountCodes, PerPixelCodesThroughTheReader) {
   EXPECT_EQ(c->customFields[0].size, 80);
   ASSERT_EQ(kelvora_readQVCustomFields(blob.data(), static_cast<uint32_t>(blob.size()), c.get()),
             status::kSuccess);
-  EXPECT_EQ(0, std::memcmp(c->customFields[0].data, std::vector<uint8_t>(twoPerPixel.begin(),
-                                                                         twoPerPixel.end())
-                                                        .data(),
-                           80));
+  EXPECT_EQ(0,
+            std::memcmp(c->customFields[0].data,
+                        std::vector<uint8_t>(twoPerPixel.begin(), twoPerPixel.end()).data(), 80));
 }
 
 TEST(QvWiggling, ThirteenFloatsGiveFourTerms) {

@@ -58,8 +58,8 @@ bool referenceEncode(float x, uint32_t* word) {
 
 TEST(QvEncodedFloat, DecodesEveryWordLikeTheDoublePrecisionFormula) {
   synth::SplitMix rng(11);
-  std::vector<uint32_t> words = {0u, 1u, 0x7FFFFFFFu, 0x80000000u, 0x80000001u, 0xFFFFFFFFu,
-                                 0x7F800000u, 0x00800000u, 0x3F800000u, 0xC0000000u};
+  std::vector<uint32_t> words = {0u,          1u,          0x7FFFFFFFu, 0x80000000u, 0x80000001u,
+                                 0xFFFFFFFFu, 0x7F800000u, 0x00800000u, 0x3F800000u, 0xC0000000u};
   for (int i = 0; i < 200000; ++i) words.push_back(static_cast<uint32_t>(rng.next()));
   for (uint32_t w : words) {
     const float got = kelvora_decodeQVFloatWord(w);
@@ -125,9 +125,9 @@ TEST(QvPacked, UnpacksEveryWidthLikeTheBitStreamReference) {
                 status::kSuccess);
       ASSERT_EQ(out, values) << "bits " << bits << " count " << count;
       std::vector<float> f(count);
-      ASSERT_EQ(kelvora_unpackQVFloat(words.data(), words.size(), bits, count, 0.25f, -3.0f,
-                                      f.data()),
-                status::kSuccess);
+      ASSERT_EQ(
+          kelvora_unpackQVFloat(words.data(), words.size(), bits, count, 0.25f, -3.0f, f.data()),
+          status::kSuccess);
       for (uint32_t i = 0; i < count; ++i) {
         // Single precision by definition: the item is converted to float first.
         ASSERT_EQ(f[i], -3.0f + static_cast<float>(values[i]) * 0.25f) << i;

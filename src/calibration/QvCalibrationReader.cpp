@@ -127,7 +127,7 @@ QvReadResult readBlocks(ReadState& st, QvTable* table, KelvoraCalibration* c) {
 
 }  // namespace
 
-QvReadResult kelvora_readQVCalibration(const void* data, uint32_t size,
+QvReadResult kelvora_readQVCalibration(const uint8_t* data, uint32_t size,
                                        KelvoraCalibration* calibration, QvTable* table) {
   if (table == nullptr) return {status::kInvalidRecord, kQvNoBlock};
   ReadState st{};
@@ -141,7 +141,7 @@ QvReadResult kelvora_readQVCalibration(const void* data, uint32_t size,
 namespace {
 
 // Header of a blob the handler accepts: parses and has version 1.
-uint32_t readSupportedHeader(const void* data, uint32_t size, QvHeader* header) {
+uint32_t readSupportedHeader(const uint8_t* data, uint32_t size, QvHeader* header) {
   QvStream stream = kelvora_createStreamFromData(data, size);
   if (uint32_t s = kelvora_readQVHeader(&stream, header)) return s;
   return header->version == kQvSupportedVersion ? status::kSuccess : status::kUnsupported;
@@ -149,12 +149,12 @@ uint32_t readSupportedHeader(const void* data, uint32_t size, QvHeader* header) 
 
 }  // namespace
 
-int32_t kelvora_supportsQVCalibration(const void* data, uint32_t size) {
+int32_t kelvora_supportsQVCalibration(const uint8_t* data, uint32_t size) {
   QvHeader header{};
   return readSupportedHeader(data, size, &header) == status::kSuccess ? 1 : 0;
 }
 
-uint32_t kelvora_readQVHandlerCalibration(const void* data, uint32_t size,
+uint32_t kelvora_readQVHandlerCalibration(const uint8_t* data, uint32_t size,
                                           KelvoraCalibration* calibration) {
   QvHeader header{};
   if (readSupportedHeader(data, size, &header) != status::kSuccess) return status::kUnsupported;
@@ -164,7 +164,7 @@ uint32_t kelvora_readQVHandlerCalibration(const void* data, uint32_t size,
   return kelvora_readQVCalibration(data, size, calibration, table).status;
 }
 
-int32_t kelvora_getQVNumPixels(const void* data, uint32_t size) {
+int32_t kelvora_getQVNumPixels(const uint8_t* data, uint32_t size) {
   QvStream stream = kelvora_createStreamFromData(data, size);
   QvHeader header{};
   uint32_t code = kelvora_readQVHeader(&stream, &header);

@@ -22,16 +22,16 @@ constexpr uint32_t kQvMaxPixelCount = 1u << 24;
 // buffers are. Always frees the table.
 // On failure `identifier` names the block at fault (kQvNoBlock for the file
 // header).
-QvReadResult kelvora_readQVCalibration(const void* data, uint32_t size,
+QvReadResult kelvora_readQVCalibration(const uint8_t* data, uint32_t size,
                                        KelvoraCalibration* calibration, QvTable* table);
 
 // Handler operations of the block format.
-int32_t kelvora_supportsQVCalibration(const void* data, uint32_t size);
-uint32_t kelvora_readQVHandlerCalibration(const void* data, uint32_t size,
+int32_t kelvora_supportsQVCalibration(const uint8_t* data, uint32_t size);
+uint32_t kelvora_readQVHandlerCalibration(const uint8_t* data, uint32_t size,
                                           KelvoraCalibration* calibration);
 // Pixel count A x B, or a status code: the header's, or
 // status::kCapacityExceeded above kQvMaxPixelCount.
-int32_t kelvora_getQVNumPixels(const void* data, uint32_t size);
+int32_t kelvora_getQVNumPixels(const uint8_t* data, uint32_t size);
 // Type number of the block-format handler.
 constexpr uint32_t kQvCalibrationType = 3;
 

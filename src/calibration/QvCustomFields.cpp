@@ -44,7 +44,7 @@ uint32_t walkBlocks(QvStream& stream, QvScratch& scratch, uint32_t pixelCount,
 
 }  // namespace
 
-uint32_t kelvora_readQVCustomFields(const void* data, uint32_t size,
+uint32_t kelvora_readQVCustomFields(const uint8_t* data, uint32_t size,
                                     KelvoraCalibration* calibration) {
   QvStream stream = kelvora_createStreamFromData(data, size);
   QvHeader header{};

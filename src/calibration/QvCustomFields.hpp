@@ -13,7 +13,7 @@ namespace kelvora {
 // header's, status::kInvalidValue for identifiers not rising,
 // status::kCapacityExceeded for a block without an entry or too large for it,
 // and the decoding statuses.
-uint32_t kelvora_readQVCustomFields(const void* data, uint32_t size,
+uint32_t kelvora_readQVCustomFields(const uint8_t* data, uint32_t size,
                                     KelvoraCalibration* calibration);
 
 }  // namespace kelvora

@@ -118,6 +118,35 @@ TEST(QvHandBuiltBlob, ReadsEveryFieldAsTyped) {
   EXPECT_EQ(kelvora_getFieldSize(128, c.get()), 4u);
 }
 
+// The writer, given the same blocks, must produce the hand-typed bytes.
+TEST(QvHandBuiltBlob, WriterProducesTheTypedBytes) {
+  using qvtest::customBlock;
+  auto mask = customBlock(2, 5, {0x7FF, 0x001, 0x400, 0x155}, {}, 11);
+  mask.countCode = 0;
+  auto fpn = customBlock(3, 6, {0, 1, 15, 8}, {}, 4);
+  fpn.countCode = 0;
+  fpn.scale = 0.5f;
+  fpn.offset = -1.0f;
+  auto fppn = customBlock(17, 4, {}, {0.25f, 0.5f, 1.0f, 2.0f});
+  fppn.countCode = 249;
+  const std::vector<synth::BlockSpec> blocks = {
+      customBlock(0, 0, {7}),
+      customBlock(1, 4, {}, {1.0f, 2.0f, 0.5f, -1.0f, 1.5f, 3.0f, 0.25f, -0.75f, 10.0f}),
+      mask,
+      fpn,
+      customBlock(5, 0, {'A', 'B', 'C'}),
+      customBlock(8, 1, {0x1234, 0xABCD}),
+      customBlock(16, 2, {0x01020304u}),
+      fppn,
+      customBlock(18, 4, {}, {1.0f, 2.0f, 3.0f, 10.0f}),
+      customBlock(19, 4, {}, {0.5f, 0.5f, 0.5f, 0.5f}),
+      customBlock(21, 4, {}, {0.25f, 1.5f, 0.5f, 2.0f}),
+      customBlock(22, 4, {}, {1.0f, -0.75f, 0.25f, 1.0f}),
+      customBlock(128, 1, {0xBEEF, 0x0102}),
+  };
+  EXPECT_EQ(synth::assembleBlockCalibration(2, 2, 1, blocks), kBlob);
+}
+
 // Identifier 10 has no table entry. The reader takes only its header (the next
 // header follows right after it), while the custom-field pass skips its
 // payload; with a nonzero count the two passes therefore part ways.

@@ -260,5 +260,22 @@ TEST(QvPixelCount, ZeroPixelsLeaveNoScratchRoomForCopiedBlocks) {
   EXPECT_EQ(r.identifier, 9u);  // stray light
 }
 
+TEST(QvPixelCount, StrayLightBlockNeedsThirtyTwoPixelsOfScratchRoom) {
+  // Its 32 decoded floats go through the scratch room of 4 bytes per pixel.
+  for (uint32_t width : {31u, 32u}) {
+    auto src = qvtest::smallSynthetic(width, 1);
+    const auto blob = synth::writeBlockCalibration(*src);
+    auto c = freshRecord(width);
+    const QvReadResult r = readDirect(blob, c.get(), width);
+    if (width == 31) {
+      EXPECT_EQ(r.status, status::kCapacityExceeded);
+      EXPECT_EQ(r.identifier, 9u);
+    } else {
+      EXPECT_EQ(r.status, status::kSuccess);
+      EXPECT_EQ(c->psfScale, src->psfScale);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace kelvora

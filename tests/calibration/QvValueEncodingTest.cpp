@@ -1,0 +1,203 @@
+// Value encodings of the block format checked against independent slow
+// paths: double-precision decoding and frexp-based encoding of the encoded
+// float, bit-by-bit packing, and the single-precision payload size rule.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "calibration/QvBlockDecoding.hpp"
+#include "calibration/QvHeader.hpp"
+#include "calibration/QvValueEncoding.hpp"
+#include "core/StatusCodes.hpp"
+#include "synthetic/BlockCalibrationWriter.hpp"
+#include "synthetic/SyntheticCalibration.hpp"
+
+namespace kelvora {
+namespace {
+
+uint32_t floatBits(float v) {
+  uint32_t u;
+  std::memcpy(&u, &v, sizeof u);
+  return u;
+}
+
+float bitsFloat(uint32_t u) {
+  float v;
+  std::memcpy(&v, &u, sizeof v);
+  return v;
+}
+
+// Reference decoding: the layout evaluated exactly in double precision and
+// rounded once to float.
+float referenceDecode(uint32_t w) {
+  if (w == 0) return 0.0f;
+  const int64_t signedWord = static_cast<int32_t>(w);
+  const int64_t a = signedWord < 0 ? -signedWord : signedWord;
+  const int exponent = static_cast<int>((a >> 23) & 255) - 127;
+  const double fraction = static_cast<double>((a & 0x7FFFFF) + 0x800000) / 16777216.0;
+  const double magnitude = std::ldexp(fraction, exponent);
+  return static_cast<float>(signedWord < 0 ? -magnitude : magnitude);
+}
+
+// Reference encoding through frexp: fraction in [0.5, 1), exponent + 127.
+bool referenceEncode(float x, uint32_t* word) {
+  if (x == 0.0f) {
+    *word = 0;
+    return true;
+  }
+  int e = 0;
+  const double m = std::frexp(std::fabs(static_cast<double>(x)), &e);
+  if (e + 127 < 0 || e + 127 > 255) return false;
+  const auto mantissa = static_cast<uint32_t>(std::ldexp(m, 24)) - 0x800000u;
+  const uint32_t positive = (static_cast<uint32_t>(e + 127) << 23) | mantissa;
+  *word = x < 0.0f ? ~positive + 1u : positive;
+  return true;
+}
+
+TEST(QvEncodedFloat, DecodesEveryWordLikeTheDoublePrecisionFormula) {
+  synth::SplitMix rng(11);
+  std::vector<uint32_t> words = {0u,          1u,          0x7FFFFFFFu, 0x80000000u, 0x80000001u,
+                                 0xFFFFFFFFu, 0x7F800000u, 0x00800000u, 0x3F800000u, 0xC0000000u};
+  for (int i = 0; i < 200000; ++i) words.push_back(static_cast<uint32_t>(rng.next()));
+  for (uint32_t w : words) {
+    const float got = kelvora_decodeQVFloatWord(w);
+    ASSERT_EQ(floatBits(got), floatBits(referenceDecode(w))) << std::hex << w;
+    ASSERT_TRUE(std::isfinite(got)) << std::hex << w;
+  }
+}
+
+TEST(QvEncodedFloat, InvertsTheFrexpEncodingOfEveryRepresentableFloat) {
+  synth::SplitMix rng(12);
+  int checked = 0;
+  for (int i = 0; i < 200000; ++i) {
+    const float x = bitsFloat(static_cast<uint32_t>(rng.next()));
+    uint32_t w = 0;
+    if (!std::isfinite(x) || !referenceEncode(x, &w)) continue;
+    ++checked;
+    ASSERT_EQ(floatBits(kelvora_decodeQVFloatWord(w)), floatBits(x)) << x;
+    ASSERT_EQ(synth::encodeBlockFloat(x), w) << x;
+    const uint8_t bytes[4] = {static_cast<uint8_t>(w >> 24), static_cast<uint8_t>(w >> 16),
+                              static_cast<uint8_t>(w >> 8), static_cast<uint8_t>(w)};
+    ASSERT_EQ(floatBits(kelvora_fromQVFloat(bytes)), floatBits(x));
+  }
+  EXPECT_GT(checked, 190000);
+  // Extremes: the largest float needs the exponent code 255; 2^-127 is the
+  // smallest magnitude (2^-128 would be word 0).
+  for (float x : {3.4028235e38f, -3.4028235e38f, 1.1754944e-38f, 5.8774718e-39f}) {
+    uint32_t w = 0;
+    ASSERT_TRUE(referenceEncode(x, &w));
+    EXPECT_EQ(floatBits(kelvora_decodeQVFloatWord(w)), floatBits(x)) << x;
+  }
+}
+
+TEST(QvIntegers, BigEndianBytes) {
+  const uint8_t b[4] = {0xFE, 0xDC, 0xBA, 0x98};
+  EXPECT_EQ(kelvora_fromQVUint16(b), 0xFEDCu);
+  EXPECT_EQ(kelvora_fromQVUint32(b), 0xFEDCBA98u);
+  EXPECT_EQ(kelvora_fromQVInt32(b), -19088744);
+}
+
+// Bit-by-bit reference: item i's bit j is stream bit i*bits + j.
+std::vector<uint32_t> referencePack(const std::vector<uint32_t>& v, uint32_t bits) {
+  std::vector<bool> stream;
+  for (uint32_t x : v) {
+    for (uint32_t j = 0; j < bits; ++j) stream.push_back(((x >> j) & 1u) != 0);
+  }
+  std::vector<uint32_t> words((stream.size() + 31) / 32, 0u);
+  for (size_t k = 0; k < stream.size(); ++k) {
+    if (stream[k]) words[k / 32] += 1u << (k % 32);
+  }
+  return words;
+}
+
+TEST(QvPacked, UnpacksEveryWidthLikeTheBitStreamReference) {
+  synth::SplitMix rng(5);
+  for (uint32_t bits = 1; bits <= 31; ++bits) {
+    for (uint32_t count : {1u, 31u, 32u, 33u, 100u}) {
+      std::vector<uint32_t> values(count);
+      for (auto& v : values) v = static_cast<uint32_t>(rng.next()) & ((1u << bits) - 1u);
+      const std::vector<uint32_t> words = referencePack(values, bits);
+      ASSERT_EQ(synth::packBlockBits(values, bits), words);
+      std::vector<uint32_t> out(count, 0xDEADBEEFu);
+      ASSERT_EQ(kelvora_unpackQVUint(words.data(), words.size(), bits, count, out.data()),
+                status::kSuccess);
+      ASSERT_EQ(out, values) << "bits " << bits << " count " << count;
+      std::vector<float> f(count);
+      ASSERT_EQ(
+          kelvora_unpackQVFloat(words.data(), words.size(), bits, count, 0.25f, -3.0f, f.data()),
+          status::kSuccess);
+      for (uint32_t i = 0; i < count; ++i) {
+        // Single precision by definition: the item is converted to float first.
+        ASSERT_EQ(f[i], -3.0f + static_cast<float>(values[i]) * 0.25f) << i;
+      }
+    }
+  }
+}
+
+TEST(QvPacked, ItemCrossingAWordTakesItsHighBitsFromTheNextWord) {
+  // 3-bit items: item 10 is bits 30, 31 of word 0 and bit 0 of word 1.
+  const uint32_t words[2] = {0xC0000000u, 0x00000001u};
+  uint32_t out[11];
+  ASSERT_EQ(kelvora_unpackQVUint(words, 2, 3, 11, out), status::kSuccess);
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(out[i], 0u);
+  EXPECT_EQ(out[10], 7u);
+}
+
+TEST(QvPacked, RefusesWidthsOutsideOneTo31AndTooFewWords) {
+  const uint32_t words[4] = {1, 2, 3, 4};
+  uint32_t out[4];
+  EXPECT_EQ(kelvora_unpackQVUint(words, 4, 0, 4, out), status::kInvalidValue);
+  EXPECT_EQ(kelvora_unpackQVUint(words, 4, 32, 4, out), status::kInvalidValue);
+  EXPECT_EQ(kelvora_unpackQVUint(words, 1, 9, 4, out), status::kStreamTooShort);
+  EXPECT_EQ(kelvora_unpackQVUint(words, 2, 16, 4, out), status::kSuccess);
+}
+
+TEST(QvPacked, PayloadSizeFollowsTheSinglePrecisionRule) {
+  for (uint64_t count : {0ull, 1ull, 7ull, 32ull, 33ull, 38528ull, 100000ull}) {
+    for (uint32_t bits : {1u, 3u, 16u, 31u}) {
+      const uint64_t exact = (count * bits + 31) / 32 * 4;
+      EXPECT_EQ(kelvora_getQVPackedSize(count, bits), exact) << count << " x " << bits;
+      EXPECT_EQ(synth::packedBlockBytes(count, bits), exact);
+    }
+  }
+}
+
+TEST(QvPacked, SinglePrecisionSizeShortOfTheBitsIsReportedAsTooFewWords) {
+  // 541215 x 31 = 2^24 + 449 = 32 * 524302 + 1 bits: the float product rounds
+  // down to 32 * 524302, one word short of the bits the count needs.
+  const uint64_t count = 541215;
+  const uint32_t bits = 31;
+  const uint64_t needWords = (count * bits + 31) / 32;
+  const uint64_t sizeWords = kelvora_getQVPackedSize(count, bits) / 4;
+  ASSERT_EQ(sizeWords + 1, needWords);
+  std::vector<uint32_t> words(sizeWords, 0x55555555u);
+  std::vector<uint32_t> out(count);
+  EXPECT_EQ(kelvora_unpackQVUint(words.data(), words.size(), bits, count, out.data()),
+            status::kStreamTooShort);
+
+  // The same block through the decoder: the payload is in the stream, the
+  // words are not enough.
+  synth::BlockSpec spec;
+  spec.id = 3;
+  spec.type = 5;
+  spec.bits = bits;
+  spec.integers.assign(count, 1u);
+  synth::BlockStreamBuilder builder(1, 1);
+  builder.appendBlock(spec);
+  const std::vector<uint8_t>& blob = builder.bytes();
+  QvStream stream = kelvora_createStreamFromData(blob.data(), static_cast<uint32_t>(blob.size()));
+  stream.position = 11;
+  QvBlockHeader header{};
+  ASSERT_EQ(kelvora_readQVBlockHeader(&stream, 1, &header), status::kSuccess);
+  ASSERT_EQ(header.count, count);
+  QvScratch scratch = kelvora_createQVScratch(static_cast<uint32_t>(count));
+  uint64_t decoded = 0;
+  EXPECT_EQ(kelvora_decodeQVBlock(&stream, &header, out.data(), count * 4, &scratch, &decoded),
+            status::kStreamTooShort);
+  kelvora_freeQVScratch(&scratch);
+}
+
+}  // namespace
+}  // namespace kelvora

@@ -1,0 +1,2 @@
+// Compiles kelvora/KelvoraStatus.hpp with nothing included before it.
+#include "kelvora/KelvoraStatus.hpp"

@@ -1,0 +1,2 @@
+// Compiles kelvora/Variant.hpp with nothing included before it.
+#include "kelvora/Variant.hpp"

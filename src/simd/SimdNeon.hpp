@@ -245,4 +245,49 @@ inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
   vst4q_f32(p, v);
 }
 
+inline VI PromoteLowerUnsigned(V16 a) {
+  return VI{vreinterpretq_s32_u32(vmovl_u16(vget_low_u16(a.v)))};
+}
+inline VI PromoteUpperUnsigned(V16 a) {
+  return VI{vreinterpretq_s32_u32(vmovl_u16(vget_high_u16(a.v)))};
+}
+inline VI LoadU16ToI32(Tag, const uint16_t* p) {
+  return VI{vreinterpretq_s32_u32(vmovl_u16(vld1_u16(p)))};
+}
+
+inline M SignBitSet(VF a) {
+  return M{vreinterpretq_u32_s32(vshrq_n_s32(vreinterpretq_s32_f32(a.v), 31))};
+}
+// NEON has no division: divide lane by lane on the VFP, which rounds
+// correctly, for results that must match the other backends to the bit.
+inline VF DivExact(VF a, VF b) {
+  float x[4];
+  float y[4];
+  vst1q_f32(x, a.v);
+  vst1q_f32(y, b.v);
+  for (int i = 0; i < 4; ++i) x[i] /= y[i];
+  return VF{vld1q_f32(x)};
+}
+
+inline void StoreI(VI a, Tag, int32_t* p) {
+  vst1q_s32(p, a.v);
+}
+inline VF GatherIndex(Tag, const float* table, VI idx) {
+  float32x4_t r = vdupq_n_f32(0.f);
+  r = vld1q_lane_f32(table + vgetq_lane_s32(idx.v, 0), r, 0);
+  r = vld1q_lane_f32(table + vgetq_lane_s32(idx.v, 1), r, 1);
+  r = vld1q_lane_f32(table + vgetq_lane_s32(idx.v, 2), r, 2);
+  r = vld1q_lane_f32(table + vgetq_lane_s32(idx.v, 3), r, 3);
+  return VF{r};
+}
+inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) {
+  const float32x4_t p01 = vcombine_f32(vld1_f32(table + vgetq_lane_s32(idx.v, 0)),
+                                       vld1_f32(table + vgetq_lane_s32(idx.v, 1)));
+  const float32x4_t p23 = vcombine_f32(vld1_f32(table + vgetq_lane_s32(idx.v, 2)),
+                                       vld1_f32(table + vgetq_lane_s32(idx.v, 3)));
+  const float32x4x2_t split = vuzpq_f32(p01, p23);
+  first->v = split.val[0];
+  second->v = split.val[1];
+}
+
 }  // namespace kelvora::simd::neon

@@ -262,6 +262,48 @@ inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
   }
 }
 
+// Zero-extends lanes 0..3 (Lower) or 4..7 (Upper) to int32.
+inline VI PromoteLowerUnsigned(V16 a) {
+  KELVORA_SCALAR_MAP(VI, static_cast<int32_t>(a.v[i]));
+}
+inline VI PromoteUpperUnsigned(V16 a) {
+  KELVORA_SCALAR_MAP(VI, static_cast<int32_t>(a.v[i + 4]));
+}
+// Four consecutive 16-bit samples, zero-extended.
+inline VI LoadU16ToI32(Tag, const uint16_t* p) {
+  KELVORA_SCALAR_MAP(VI, static_cast<int32_t>(p[i]));
+}
+
+// All-ones where the sign bit is set (also for -0 and negative NaN).
+inline M SignBitSet(VF a) {
+  M r;
+  for (int i = 0; i < 4; ++i) {
+    uint32_t bits;
+    std::memcpy(&bits, &a.v[i], sizeof bits);
+    r.v[i] = (bits & 0x80000000u) != 0u ? ~0u : 0u;
+  }
+  return r;
+}
+// Correctly rounded division on every backend (Div may be an estimate).
+inline VF DivExact(VF a, VF b) {
+  return Div(a, b);
+}
+
+inline void StoreI(VI a, Tag, int32_t* p) {
+  std::memcpy(p, a.v, sizeof a.v);
+}
+// table[idx] per lane; every index must lie inside the table.
+inline VF GatherIndex(Tag, const float* table, VI idx) {
+  KELVORA_SCALAR_MAP(VF, table[idx.v[i]]);
+}
+// table[idx] into first and table[idx + 1] into second.
+inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) {
+  for (int i = 0; i < 4; ++i) {
+    first->v[i] = table[idx.v[i]];
+    second->v[i] = table[idx.v[i] + 1];
+  }
+}
+
 #undef KELVORA_SCALAR_MAP
 
 }  // namespace kelvora::simd::scalar

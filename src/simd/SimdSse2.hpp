@@ -251,4 +251,46 @@ inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
   _mm_storeu_ps(p + 12, r3);
 }
 
+inline VI PromoteLowerUnsigned(V16 a) {
+  return VI{_mm_unpacklo_epi16(a.v, _mm_setzero_si128())};
+}
+inline VI PromoteUpperUnsigned(V16 a) {
+  return VI{_mm_unpackhi_epi16(a.v, _mm_setzero_si128())};
+}
+inline VI LoadU16ToI32(Tag, const uint16_t* p) {
+  const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+  return VI{_mm_unpacklo_epi16(four, _mm_setzero_si128())};
+}
+
+inline M SignBitSet(VF a) {
+  return M{_mm_srai_epi32(_mm_castps_si128(a.v), 31)};
+}
+inline VF DivExact(VF a, VF b) {
+  return Div(a, b);
+}
+
+inline void StoreI(VI a, Tag, int32_t* p) {
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(p), a.v);
+}
+inline VF GatherIndex(Tag, const float* table, VI idx) {
+  const int i0 = _mm_cvtsi128_si32(idx.v);
+  const int i1 = _mm_cvtsi128_si32(_mm_shuffle_epi32(idx.v, 1));
+  const int i2 = _mm_cvtsi128_si32(_mm_shuffle_epi32(idx.v, 2));
+  const int i3 = _mm_cvtsi128_si32(_mm_shuffle_epi32(idx.v, 3));
+  return VF{_mm_setr_ps(table[i0], table[i1], table[i2], table[i3])};
+}
+// One 64-bit load per lane, then a de-interleave: cheaper than two gathers.
+inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) {
+  const int i0 = _mm_cvtsi128_si32(idx.v);
+  const int i1 = _mm_cvtsi128_si32(_mm_shuffle_epi32(idx.v, 1));
+  const int i2 = _mm_cvtsi128_si32(_mm_shuffle_epi32(idx.v, 2));
+  const int i3 = _mm_cvtsi128_si32(_mm_shuffle_epi32(idx.v, 3));
+  __m128 p01 = _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(table + i0));
+  p01 = _mm_loadh_pi(p01, reinterpret_cast<const __m64*>(table + i1));
+  __m128 p23 = _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(table + i2));
+  p23 = _mm_loadh_pi(p23, reinterpret_cast<const __m64*>(table + i3));
+  first->v = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
+  second->v = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
+}
+
 }  // namespace kelvora::simd::sse2

@@ -1,0 +1,18 @@
+#include "core/UnscrambleReIm.hpp"
+
+#include "core/KelvoraIntermediate.hpp"
+#include "core/KelvoraOutput.hpp"
+#include "core/KelvoraParameter.hpp"
+
+namespace kelvora {
+
+void unscrambleReIm_flagSaturation_arm(const KelvoraInput* /*input*/,
+                                       const KelvoraParameter* parameters,
+                                       KelvoraIntermediateProbeData* probe, KelvoraOutput* output,
+                                       const uint16_t* const* frames) {
+  UnscrambleReImKernel(simd::NativeTag(), parameters->width, parameters->height,
+                       parameters->saturationThresholdLower, parameters->saturationThresholdUpper,
+                       frames, probe->imag, probe->real, probe->asymmetry, output->flags);
+}
+
+}  // namespace kelvora

@@ -4,10 +4,10 @@
 // with the calibration's temperature and fixed-pattern corrections, plus the
 // inconsistency (0x5) and low-amplitude (0x9) flags.
 //
-// The whole stage runs in one pass over groups of four pixels. The table
-// steps (phase, normalised amplitude, wiggling) are defined per pixel by the
-// scalar functions below; their vector forms give the same bits on every
-// backend, so a pixel's result never depends on the path it took.
+// Every step works on groups of four pixels. The table steps (phase,
+// normalised amplitude, wiggling) are defined per pixel by the scalar
+// functions below; their vector forms give the same bits on every backend, so
+// a pixel's result never depends on the path it took.
 #include <cmath>
 #include <cstdint>
 

@@ -242,8 +242,9 @@ void CalcPixelKernel(D d, const CalcPixelConstants& c, const CalcPixelBuffers& b
   }
 }
 
-// Runs the kernel over n pixels. Per-pixel buffers are padded to whole groups
-// of four; the calibration's fppn is not, so its last partial group is staged.
+// Runs the kernel over n pixels. Intermediate buffers are padded to whole
+// groups of four; the calibration's fppn and the output flags (which may be a
+// caller's array of exactly n) are not, so their last partial group is staged.
 template <class D>
 void CalcPixelRun(D d, const CalcPixelConstants& c, const CalcPixelBuffers& b, uint32_t n) {
   const uint32_t whole = n & ~3u;
@@ -264,8 +265,11 @@ void CalcPixelRun(D d, const CalcPixelConstants& c, const CalcPixelBuffers& b, u
   tail.normAmplitude += whole;
   tail.distance += whole;
   tail.distanceNoise += whole;
-  tail.flags += whole;
+  uint32_t flagsTail[4] = {0u, 0u, 0u, 0u};
+  for (uint32_t i = whole; i < n; ++i) flagsTail[i - whole] = b.flags[i];
+  tail.flags = flagsTail;
   CalcPixelKernel(d, c, tail, 4);
+  for (uint32_t i = whole; i < n; ++i) b.flags[i] = flagsTail[i - whole];
 }
 
 }  // namespace kelvora

@@ -11,8 +11,8 @@ struct KelvoraOutput;
 
 // Dense (every pixel, flagged ones with confidence 0) or, with
 // useSparsePointCloud, only unflagged pixels. Sets output->pointCloudSize to
-// the number of floats written. distance, noise, flags and pointCloud must be
-// padded to whole groups of four pixels.
+// the number of floats written (in dense mode counted in whole groups of four
+// pixels). Reads and writes stay within pixelCount pixels.
 void calcCartesianCoordinates_arm(uint32_t pixelCount, const KelvoraCalibration* calibration,
                                   const KelvoraParameter* parameters, KelvoraOutput* output);
 

@@ -3,9 +3,8 @@
 // can run them on every compiled backend. A point is x, y, z (metres) and a
 // confidence 1 - noise / noiseThreshold, 0 for flagged pixels.
 //
-// distance, noise and flags are per-pixel buffers padded to whole groups of
-// four; directions holds exactly 3 x n floats and is never read past its end:
-// the last partial group reads a zero-padded copy.
+// No buffer is read or written past n pixels (directions past 3 x n): the
+// last partial group works on zero-padded copies.
 #include <cstdint>
 #include <cstring>
 
@@ -37,11 +36,31 @@ inline const float* paddedRays(const float* directions, uint32_t i, uint32_t n, 
   return scratch;
 }
 
+// Points of the last pixels i .. n-1 (fewer than four) into pts (16 floats).
+// Every input is staged, since the output images and the cloud may be a
+// caller's arrays of exactly n pixels.
+template <class D>
+void computeTailGroup(D d, uint32_t i, uint32_t n, const float* distance, const float* noise,
+                      const uint32_t* flags, const float* directions,
+                      decltype(Set(D(), 0.f)) negInvThreshold, decltype(Set(D(), 0.f)) one,
+                      float* pts) {
+  alignas(16) float rays[12];
+  alignas(16) float dist[4] = {0.f, 0.f, 0.f, 0.f};
+  alignas(16) float noi[4] = {0.f, 0.f, 0.f, 0.f};
+  alignas(16) uint32_t fl[4] = {0u, 0u, 0u, 0u};
+  for (uint32_t j = 0; i + j < n; ++j) {
+    dist[j] = distance[i + j];
+    noi[j] = noise[i + j];
+    fl[j] = flags[i + j];
+  }
+  computeGroup(d, dist, noi, fl, paddedRays(directions, i, n, rays), negInvThreshold, one, pts);
+}
+
 }  // namespace pointcloud_detail
 
 // One point per pixel in pixel order, flagged pixels included with confidence
-// 0. Writes whole groups: 4 x n rounded up to a multiple of 16 floats (the
-// padding lanes get zero rays), and returns that count.
+// 0. Returns 4 x n rounded up to a multiple of 16, the count of whole groups,
+// while storing only the 4 x n floats of real pixels.
 template <class D>
 uint32_t pointCloudDense(D d, uint32_t n, const float* distance, const float* noise,
                          const uint32_t* flags, const float* directions, float noiseThreshold,
@@ -49,16 +68,18 @@ uint32_t pointCloudDense(D d, uint32_t n, const float* distance, const float* no
   // Negating the reciprocal is exact, so this is 1 + (-noise) * k.
   const auto negK = Set(d, -(1.0f / noiseThreshold));
   const auto one = Set(d, 1.0f);
-  alignas(16) float rays[12];
   uint32_t i = 0;
   for (; i + simd::kLanes <= n; i += simd::kLanes) {
     pointcloud_detail::computeGroup(d, distance + i, noise + i, flags + i, directions + 3u * i,
                                     negK, one, cloud + 4u * i);
   }
   if (i < n) {
-    pointcloud_detail::computeGroup(d, distance + i, noise + i, flags + i,
-                                    pointcloud_detail::paddedRays(directions, i, n, rays), negK,
-                                    one, cloud + 4u * i);
+    // The count still covers the whole group, but only real pixels' points
+    // are stored: the cloud may hold exactly 4 x n floats.
+    alignas(16) float pts[16];
+    pointcloud_detail::computeTailGroup(d, i, n, distance, noise, flags, directions, negK, one,
+                                        pts);
+    std::memcpy(cloud + 4u * i, pts, sizeof(float) * 4u * (n - i));
     i += simd::kLanes;
   }
   return 4u * i;
@@ -72,16 +93,17 @@ uint32_t pointCloudSparse(D d, uint32_t n, const float* distance, const float* n
                           float* cloud) {
   const auto negK = Set(d, -(1.0f / noiseThreshold));
   const auto one = Set(d, 1.0f);
-  alignas(16) float rays[12];
   alignas(16) float pts[16];
   uint32_t written = 0;
   for (uint32_t i = 0; i < n; i += simd::kLanes) {
     const uint32_t lanes = n - i < simd::kLanes ? n - i : simd::kLanes;
-    const float* groupRays = lanes == simd::kLanes
-                                 ? directions + 3u * i
-                                 : pointcloud_detail::paddedRays(directions, i, n, rays);
-    pointcloud_detail::computeGroup(d, distance + i, noise + i, flags + i, groupRays, negK, one,
-                                    pts);
+    if (lanes == simd::kLanes) {
+      pointcloud_detail::computeGroup(d, distance + i, noise + i, flags + i, directions + 3u * i,
+                                      negK, one, pts);
+    } else {
+      pointcloud_detail::computeTailGroup(d, i, n, distance, noise, flags, directions, negK, one,
+                                          pts);
+    }
     for (uint32_t j = 0; j < lanes; ++j) {
       if (flags[i + j] != 0) continue;
       std::memcpy(cloud + written, pts + 4u * j, sizeof(float) * 4u);

@@ -165,8 +165,12 @@ RenderedFrameSet renderFrameSet(const KelvoraCalibration& c, const SceneGeometry
         const double variance = s >= nc[3] ? 2 * s - nc[3] + nc[1] : s + nc[1];
         sigma = std::sqrt(2.0 * std::max(0.0, variance));
       }
+      // The sensor reads one extra row ahead of the image: raw row r of the
+      // phase frames holds image row r - 1, and raw row 0 repeats row 0.
       for (int k = 0; k < 4; ++k) {
-        r.phase[f][k][i] = toSample(samples[k] + (o.noise ? sigma * rng.gaussian() : 0.0));
+        const uint16_t v = toSample(samples[k] + (o.noise ? sigma * rng.gaussian() : 0.0));
+        if (i + width < n) r.phase[f][k][i + width] = v;
+        if (i < width) r.phase[f][k][i] = v;
       }
     }
   }

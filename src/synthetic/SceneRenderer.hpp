@@ -44,7 +44,9 @@ struct RenderedFrameSet {
   float temperature = 0.0f;
   uint32_t exposureTimes[3] = {0, 0, 0};
   std::vector<uint16_t> grey;
-  std::vector<uint16_t> phase[2][4];  // per frequency, A0..A3
+  // Per frequency, A0..A3. Raw row r holds image row r - 1 (the pipeline
+  // skips raw row 0), so the image's last row is not in the frames.
+  std::vector<uint16_t> phase[2][4];
   uint32_t frequencyCount = 0;
   uint32_t frequencies[2] = {0, 0};
 };

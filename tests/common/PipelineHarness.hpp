@@ -1,0 +1,46 @@
+#pragma once
+// Runs the processing core on rendered frame sets: owns the calibration,
+// the scratch and padded output buffers, and hands out the true distances.
+#include <cstdint>
+#include <vector>
+
+#include "common/CoreFixtures.hpp"
+#include "core/KelvoraInput.hpp"
+#include "core/KelvoraOutput.hpp"
+#include "synthetic/SceneRenderer.hpp"
+#include "synthetic/SyntheticCalibration.hpp"
+
+namespace kelvora::testing {
+
+class PipelineHarness {
+ public:
+  explicit PipelineHarness(const synth::SyntheticCalibrationOptions& calibrationOptions,
+                           const synth::SceneOptions& sceneOptions = {});
+
+  KelvoraCalibration& calibration() { return *calibration_; }
+  KelvoraParameter& parameters() { return parameters_; }
+  synth::SceneGeometry& geometry() { return geometry_; }
+  const synth::SceneOptions& scene() const { return scene_; }
+  KelvoraIntermediate& intermediate() { return *intermediate_; }
+  uint32_t pixelCount() const { return parameters_.width * parameters_.height; }
+
+  // (Re)builds the scratch for the current parameters; returns kelvoraTavelInit's result.
+  int32_t initialise();
+  synth::RenderedFrameSet render(uint32_t frameIndex = 0) const;
+  // Runs intensity, every frequency and combine on one frame set.
+  void process(const synth::RenderedFrameSet& frames);
+
+  std::vector<float> distance, noise, amplitude, intensity, pointCloud;
+  std::vector<uint32_t> flags;
+  KelvoraOutput output{};
+
+ private:
+  CalibrationPtr calibration_;
+  KelvoraParameter parameters_{};
+  synth::SceneOptions scene_;
+  synth::SceneGeometry geometry_;
+  IntermediatePtr intermediate_;
+  KelvoraInput input_{};
+};
+
+}  // namespace kelvora::testing

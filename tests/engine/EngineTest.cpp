@@ -1,0 +1,312 @@
+// The engine through its public interface: creation and hidden parameters,
+// reconfiguration with and without re-initialisation, redirections, results
+// and calibration fields.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "core/StatusCodes.hpp"
+#include "engine/EngineTestSupport.hpp"
+#include "engine/Kelvora.hpp"
+#include "interface/ParameterRegistry.hpp"
+#include "synthetic/ContainerCalibrationWriter.hpp"
+
+namespace kelvora {
+namespace {
+
+using testing::EnginePtr;
+using testing::makeEngine;
+
+synth::SyntheticCalibrationOptions smallCalibration(std::vector<uint32_t> freqs = {80320000,
+                                                                                   60240000}) {
+  synth::SyntheticCalibrationOptions o;
+  o.width = 40;
+  o.height = 30;
+  o.frequencies = std::move(freqs);
+  return o;
+}
+
+bool lists(const Configuration& c, ParameterKey key) {
+  return c.getParameterByKey(key).isValid();
+}
+
+uint32_t unsignedValue(const Configuration& c, ParameterKey key) {
+  return *c.getParameterByKey(key).getValue().getIf<1>();
+}
+
+Kelvora& asKelvora(IKelvora& e) {
+  return static_cast<Kelvora&>(e);
+}
+
+TEST(EngineCreation, TwoFrequencyCalibrationListsItsFrequencies) {
+  EnginePtr e = makeEngine(testing::containerBlobFor(smallCalibration()));
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->getWidth(), 40u);
+  EXPECT_EQ(e->getHeight(), 30u);
+  const Configuration c = e->configuration();
+  EXPECT_EQ(unsignedValue(c, NUM_FREQS), 2u);
+  EXPECT_EQ(unsignedValue(c, FREQUENCY_1), 80320000u);
+  EXPECT_EQ(unsignedValue(c, FREQUENCY_2), 60240000u);
+  for (ParameterKey k : {USE_MPI_FLAG_AVERAGE, USE_MPI_FLAG_AMPLITUDE, USE_MPI_FLAG_DISTANCE}) {
+    EXPECT_TRUE(lists(c, k)) << k;
+  }
+  EXPECT_FALSE(lists(c, USE_REMOVE_STRAY_LIGHT)) << "no point-spread function in this format";
+  EXPECT_EQ(c.getParameters().size(), 27u);
+  const KelvoraParameter& p = asKelvora(*e).coreParameters();
+  EXPECT_EQ(p.numFreqs, 2);
+  EXPECT_FALSE(p.useRemoveStrayLight);
+}
+
+TEST(EngineCreation, OneFrequencyCalibrationHidesWhatItDecides) {
+  EnginePtr e = makeEngine(testing::containerBlobFor(smallCalibration({60240000})));
+  ASSERT_NE(e, nullptr);
+  const Configuration c = e->configuration();
+  for (ParameterKey k : {NUM_FREQS, USE_MPI_FLAG_AVERAGE, USE_MPI_FLAG_AMPLITUDE,
+                         USE_MPI_FLAG_DISTANCE, USE_REMOVE_STRAY_LIGHT}) {
+    EXPECT_FALSE(lists(c, k)) << k;
+  }
+  EXPECT_EQ(unsignedValue(c, FREQUENCY_1), 60240000u);
+  const KelvoraParameter& p = asKelvora(*e).coreParameters();
+  EXPECT_EQ(p.numFreqs, 1);
+  EXPECT_EQ(p.freq1, 60240000u);
+  EXPECT_FALSE(p.useMPIFlagAmplitude);
+  // A hidden key cannot be set any more.
+  Configuration edit = e->configuration();
+  ArrayHolder<Parameter> one(1);
+  one[0] = getAllParameters().at(NUM_FREQS);
+  const KelvoraStatus s = edit.setParameters(ImmutableField<Parameter>(one));
+  EXPECT_EQ(s.code, KelvoraStatus::UNKNOWN_PARAMETER);
+  EXPECT_EQ(s.detail, static_cast<uint32_t>(NUM_FREQS));
+}
+
+TEST(EngineCreation, UnreadableCalibrationGivesTheReadersCode) {
+  std::vector<uint8_t> blob = testing::containerBlobFor(smallCalibration());
+  blob.resize(100);
+  IKelvora* engine = reinterpret_cast<IKelvora*>(0x1);
+  const KelvoraStatus s = getKelvora(
+      ArrayReference<unsigned char>(blob.data(), static_cast<uint32_t>(blob.size())), &engine);
+  EXPECT_EQ(s.code, KelvoraStatus::CALIBRATION_ERROR);
+  EXPECT_EQ(s.detail, status::kStreamTooShort);
+  EXPECT_EQ(engine, nullptr);
+
+  const ArrayHolder<unsigned char> empty;
+  EXPECT_EQ(getKelvora(empty, &engine).code, KelvoraStatus::CALIBRATION_ERROR);
+  EXPECT_EQ(engine, nullptr);
+}
+
+TEST(EngineCreation, VersionsAndPersistentData) {
+  EXPECT_STREQ(getVersion(), "3.0.0.0");
+  EXPECT_STREQ(kelvora_getVersion(), "3.0.0.0");
+  EXPECT_STREQ(getGitDescription(), "no-git-description-available");
+  EXPECT_STREQ(kelvora_getGitDescription(), "no-git-description-available");
+  EXPECT_STREQ(getVersion() - std::strlen("kelvoraVersion="), "kelvoraVersion=3.0.0.0");
+  EnginePtr e = makeEngine(testing::containerBlobFor(smallCalibration()));
+  EXPECT_EQ(e->persistentInitialization().size(), 0u);
+  EXPECT_FALSE(e->hasPersistentDataChanged());
+}
+
+class EngineReconfigure : public ::testing::Test {
+ protected:
+  void SetUp() override { engine = makeEngine(testing::containerBlobFor(smallCalibration())); }
+  const KelvoraIntermediate* scratch() { return asKelvora(*engine).intermediate(); }
+  static Configuration withValue(Configuration c, ParameterKey key, const ParameterValue& v) {
+    Parameter p = c.getParameterByKey(key);
+    EXPECT_TRUE(p.setValue(v)) << key;
+    c.setParameter(p);
+    return c;
+  }
+  EnginePtr engine;
+  static constexpr uint32_t n = 40 * 30;
+};
+
+TEST_F(EngineReconfigure, OwnConfigurationChangesNothing) {
+  const KelvoraIntermediate* before = scratch();
+  EXPECT_EQ(engine->reconfigure(engine->configuration()).code, KelvoraStatus::SUCCESS);
+  EXPECT_EQ(scratch(), before);
+}
+
+TEST_F(EngineReconfigure, ThresholdKeepsScratchFrequencyRebuildsIt) {
+  const KelvoraIntermediate* before = scratch();
+  Configuration c = withValue(engine->configuration(), NOISE_THRESHOLD, ParameterValue(0.1f));
+  ASSERT_EQ(engine->reconfigure(c).code, KelvoraStatus::SUCCESS);
+  EXPECT_EQ(scratch(), before);
+  EXPECT_EQ(asKelvora(*engine).coreParameters().noiseThreshold, 0.1f);
+  EXPECT_EQ(*engine->configuration().getParameterByKey(NOISE_THRESHOLD).getValue().getIf<0>(),
+            0.1f);
+
+  // Swapping the two calibrated frequencies re-initialises.
+  c = withValue(c, FREQUENCY_1, ParameterValue(60240000u));
+  c = withValue(c, FREQUENCY_2, ParameterValue(80320000u));
+  ASSERT_EQ(engine->reconfigure(c).code, KelvoraStatus::SUCCESS);
+  EXPECT_NE(scratch(), nullptr);
+  EXPECT_EQ(asKelvora(*engine).coreParameters().freq1, 60240000u);
+  EXPECT_EQ(asKelvora(*engine).calibration()->frequencies[0].modulationFrequency, 60240000u);
+}
+
+TEST_F(EngineReconfigure, UncalibratedFrequencyRollsBack) {
+  const KelvoraIntermediate* before = scratch();
+  const Configuration old = engine->configuration();
+  Configuration c = withValue(old, FREQUENCY_1, ParameterValue(12345u));
+  c = withValue(c, NOISE_THRESHOLD, ParameterValue(0.15f));
+  const KelvoraStatus s = engine->reconfigure(c);
+  EXPECT_EQ(s.code, KelvoraStatus::INITIALIZATION_FAILED);
+  EXPECT_EQ(s.detail, static_cast<uint32_t>(status::kInitFrequencyNotCalibrated));
+  EXPECT_EQ(scratch(), before);
+  EXPECT_EQ(asKelvora(*engine).coreParameters().freq1, 80320000u);
+  EXPECT_EQ(asKelvora(*engine).coreParameters().noiseThreshold, 0.07f);
+  EXPECT_EQ(unsignedValue(engine->configuration(), FREQUENCY_1), 80320000u);
+}
+
+TEST_F(EngineReconfigure, RedirectionExactSizeOneShortAndClearing) {
+  testing::SceneForEngine scene(smallCalibration());
+  synth::RenderedFrameSet frames = scene.render();
+  const Input<ArrayReference, 2> in = testing::inputFor(frames);
+
+  std::vector<float> cloud(4 * n, -1.f), distance(n, -1.f);
+  Configuration c = engine->configuration();
+  Configuration::OutputRedirector<POINT_CLOUD> rc;
+  rc.setRedirection(ArrayReference<float>(cloud.data(), 4 * n));
+  c.setOutputRedirection(rc);
+  Configuration::OutputRedirector<DISTANCE> rd;
+  rd.setRedirection(ArrayReference<float>(distance.data(), n));
+  c.setOutputRedirection(rd);
+  ASSERT_EQ(engine->reconfigure(c).code, KelvoraStatus::SUCCESS);
+  engine->processWhole(in);
+  EXPECT_EQ(engine->results<DISTANCE>().data(), distance.data());
+  EXPECT_EQ(engine->results<DISTANCE>().size(), n);
+  const ImmutableField<float> viaConst = static_cast<const IKelvora&>(*engine).results<DISTANCE>();
+  EXPECT_EQ(viaConst.data(), distance.data()) << "a redirected result is handed out as reference";
+  EXPECT_GT(*std::max_element(distance.begin(), distance.end()), 1.0f);
+  EXPECT_NE(cloud[4 * (n / 2) + 2], -1.f);
+
+  // One element short: refused, the previous redirections stay in force.
+  std::vector<float> shortCloud(4 * n - 1, -7.f);
+  Configuration tooSmall = engine->configuration();
+  rc.setRedirection(ArrayReference<float>(shortCloud.data(), 4 * n - 1));
+  tooSmall.setOutputRedirection(rc);
+  const KelvoraStatus s = engine->reconfigure(tooSmall);
+  EXPECT_EQ(s.code, KelvoraStatus::OUTPUT_TARGET_TOO_SMALL);
+  EXPECT_EQ(s.detail, 0u);
+  EXPECT_EQ(engine->results<POINT_CLOUD>().data(), cloud.data());
+  EXPECT_TRUE(engine->configuration().getOutputRedirection<POINT_CLOUD>().hasRedirection());
+  EXPECT_EQ(engine->configuration().getOutputRedirection<POINT_CLOUD>().target().data(),
+            cloud.data());
+
+  // Cleared: the engine owns the buffer again, the caller's array rests.
+  Configuration cleared = engine->configuration();
+  Configuration::OutputRedirector<DISTANCE> off = cleared.getOutputRedirection<DISTANCE>();
+  off.clearRedirection();
+  cleared.setOutputRedirection(off);
+  ASSERT_EQ(engine->reconfigure(cleared).code, KelvoraStatus::SUCCESS);
+  std::fill(distance.begin(), distance.end(), -5.f);
+  engine->processWhole(in);
+  EXPECT_NE(engine->results<DISTANCE>().data(), distance.data());
+  EXPECT_EQ(engine->results<DISTANCE>().size(), n);
+  for (float d : distance) ASSERT_EQ(d, -5.f);
+}
+
+TEST_F(EngineReconfigure, ResultsAsReferencesAndAsCopies) {
+  testing::SceneForEngine scene(smallCalibration());
+  synth::RenderedFrameSet frames = scene.render();
+  engine->processWhole(testing::inputFor(frames));
+  const IKelvora& constEngine = *engine;
+  const ImmutableField<float> copy = constEngine.results<DISTANCE>();
+  const ArrayReference<float> live = engine->results<DISTANCE>();
+  ASSERT_EQ(copy.size(), n);
+  EXPECT_NE(copy.data(), live.data()) << "an engine-owned result is copied";
+  EXPECT_TRUE(std::equal(copy.begin(), copy.end(), live.data()));
+  const std::vector<float> snapshot(copy.begin(), copy.end());
+
+  synth::SceneOptions nearer;
+  nearer.wallDistance = 2.5f;
+  testing::SceneForEngine other(smallCalibration(), nearer);
+  synth::RenderedFrameSet frames2 = other.render(1);
+  engine->processWhole(testing::inputFor(frames2));
+  EXPECT_TRUE(std::equal(snapshot.begin(), snapshot.end(), copy.begin()));
+  EXPECT_FALSE(std::equal(snapshot.begin(), snapshot.end(), live.data()));
+
+  const ArrayReference<unsigned int> proposals = engine->results<EXPOSURE_PROPOSALS>();
+  EXPECT_EQ(proposals.size(), 3u);
+  EXPECT_EQ(proposals[0], frames2.exposureTimes[0]);
+  const ImmutableField<unsigned int> proposalsConst = constEngine.results<EXPOSURE_PROPOSALS>();
+  EXPECT_EQ(proposalsConst.data(), proposals.data()) << "proposals are never copied";
+  EXPECT_EQ(engine->results<FLAGS>().size(), n);
+  EXPECT_EQ(engine->results<POINT_CLOUD>().size(), 4 * n);
+}
+
+TEST(EngineCalibrationFields, CopiesAndCodes) {
+  EnginePtr e = makeEngine(testing::containerBlobFor(smallCalibration()));
+  ArrayHolder<char> serial;
+  ASSERT_EQ(e->copyCalibrationField<SERIAL>(serial).code, KelvoraStatus::SUCCESS);
+  EXPECT_STREQ(serial.data(), "KV0000001");
+  EXPECT_EQ(serial.size(), std::strlen("KV0000001") + 1);
+  ArrayHolder<unsigned int> roi;
+  ASSERT_EQ(e->copyCalibrationField<CALIBRATION_ROI>(roi).code, KelvoraStatus::SUCCESS);
+  ASSERT_EQ(roi.size(), 4u);
+  EXPECT_EQ(roi[2], 40u);
+  EXPECT_EQ(roi[3], 30u);
+  ArrayHolder<float> lens;
+  ASSERT_EQ(e->copyCalibrationField<LENS_PARAMETERS>(lens).code, KelvoraStatus::SUCCESS);
+  EXPECT_EQ(lens.size(), 9u);
+  ArrayHolder<unsigned short> aux(3);
+  const KelvoraStatus s = e->copyCalibrationField<AUX_VALUES>(aux);
+  EXPECT_EQ(s.code, KelvoraStatus::CALIBRATION_ERROR);
+  EXPECT_EQ(s.detail, status::kEmpty);
+  EXPECT_EQ(aux.size(), 3u) << "the holder stays as it was";
+  // Field 3 into a byte holder: the element type is not matched.
+  ArrayHolder<char> roiBytes;
+  EXPECT_EQ(e->copyCalibrationFieldImpl(CALIBRATION_ROI, roiBytes, 0).code, KelvoraStatus::SUCCESS);
+  EXPECT_EQ(roiBytes.size(), 16u);
+  ArrayHolder<unsigned int> custom;
+  EXPECT_EQ(e->copyCalibrationFieldImpl(CUSTOM, custom, 200).detail, status::kUnknownField);
+}
+
+TEST(EngineCalibrationFields, EmptySerialIsAnError) {
+  synth::SyntheticCalibrationOptions o = smallCalibration();
+  KelvoraCalibration* c = synth::makeSyntheticCalibration(o);
+  std::memset(c->serial, 0, kCalibrationTextCapacity);
+  const std::vector<uint8_t> blob = synth::writeContainerCalibration(*c, {});
+  kelvora_freeCalibration(c);
+  EnginePtr e = makeEngine(blob);
+  ArrayHolder<char> serial(5);
+  const KelvoraStatus s = e->copyCalibrationField<SERIAL>(serial);
+  EXPECT_EQ(s.code, KelvoraStatus::CALIBRATION_ERROR);
+  EXPECT_EQ(s.detail, status::kEmpty);
+  EXPECT_EQ(serial.size(), 5u);
+}
+
+TEST(EngineDeathTest, InvalidFrequencyKeyAborts) {
+  EnginePtr e = makeEngine(testing::containerBlobFor(smallCalibration()));
+  Input<ArrayReference, 2> in;
+  EXPECT_DEATH(e->processModFramesImpl(in, AMPLITUDE_THRESHOLD),
+               "^Invalid ParameterKey encountered\\. Only FREQUENCY_i values are valid here\\.\n$");
+}
+
+TEST(EngineDeathTest, UnhandledResultTypeAborts) {
+  EnginePtr e = makeEngine(testing::containerBlobFor(smallCalibration()));
+  ArrayReference<float> ref;
+  EXPECT_DEATH(e->resultsImpl(FLAGS, ref), "^ResultType enumeration not handled completely\\.\n$");
+  ImmutableField<unsigned int> field;
+  const IKelvora& ce = *e;
+  EXPECT_DEATH(ce.resultsImpl(DISTANCE, field),
+               "^ResultType enumeration not handled completely\\.\n$");
+}
+
+TEST(EngineProcessing, OneFrequencyNeverTouchesTheSecond) {
+  EnginePtr e = makeEngine(testing::containerBlobFor(smallCalibration({80320000})));
+  testing::SceneForEngine scene(smallCalibration({80320000}));
+  synth::RenderedFrameSet frames = scene.render();
+  Input<ArrayReference, 2> in = testing::inputFor(frames);
+  // A second frequency's frames that a wrong call would dereference.
+  in.frequencies[1].exposureTime = 4242;
+  EXPECT_EQ(e->processWhole(in).code, KelvoraStatus::SUCCESS);
+  EXPECT_EQ(e->results<EXPOSURE_PROPOSALS>().size(), 2u);
+  EXPECT_EQ(e->processModFrames<FREQUENCY_2>(in).code, KelvoraStatus::SUCCESS)
+      << "a frequency the engine was not built for is ignored";
+}
+
+}  // namespace
+}  // namespace kelvora

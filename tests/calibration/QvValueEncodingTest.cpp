@@ -179,13 +179,13 @@ TEST(QvPacked, SinglePrecisionSizeShortOfTheBitsIsReportedAsTooFewWords) {
 
   // The same block through the decoder: the payload is in the stream, the
   // words are not enough.
-  synth::BlockSpec spec;
-  spec.id = 3;
-  spec.type = 5;
-  spec.bits = bits;
-  spec.integers.assign(count, 1u);
+  synth::BlockSpec block;
+  block.id = 3;
+  block.type = 5;
+  block.bits = bits;
+  block.integers.assign(count, 1u);
   synth::BlockStreamBuilder builder(1, 1);
-  builder.appendBlock(spec);
+  builder.appendBlock(block);
   const std::vector<uint8_t>& blob = builder.bytes();
   QvStream stream = kelvora_createStreamFromData(blob.data(), static_cast<uint32_t>(blob.size()));
   stream.position = 11;

@@ -8,6 +8,7 @@
 #
 # Skips a library whose package config is already in the sysroot.
 set -euo pipefail
+# shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 sysroot="${1:-$KELVORA_ROOT/build-armv7/sysroot}"

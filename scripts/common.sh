@@ -1,5 +1,7 @@
+# shellcheck shell=bash
 # Helpers shared by the scripts in this folder. Source it; do not run it.
 
+# shellcheck disable=SC2034 # used by the scripts that source this file
 KELVORA_ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 # Two cores are all a developer machine or CI can count on.
 KELVORA_JOBS="${KELVORA_JOBS:-2}"

@@ -3,6 +3,7 @@
 # synthetic scene, seen through a synthetic calibration, into depth data.
 # Arguments are passed on to `kelvora demo`.
 set -euo pipefail
+# shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$KELVORA_ROOT"
 

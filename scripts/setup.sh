@@ -2,6 +2,7 @@
 # Installs the Debian packages that building and testing need. Does nothing on
 # a machine that already has them all.
 set -euo pipefail
+# shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 packages=(

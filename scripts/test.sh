@@ -14,6 +14,7 @@
 # Environment: KELVORA_JOBS (default 2), KELVORA_FUZZ_SECONDS (per target,
 # default 30), KELVORA_SKIP_SETUP=1 to skip the package check.
 set -euo pipefail
+# shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$KELVORA_ROOT"
 
@@ -22,11 +23,17 @@ usage() {
 }
 
 timings=()
+current_mode=""
+current_start=0
 print_timings() {
   local status=$?
+  if [ "$status" -ne 0 ] && [ -n "$current_mode" ]; then
+    timings+=("$(printf '%-9s %4d s  FAILED' "$current_mode" $((SECONDS - current_start)))")
+  fi
   if [ "${#timings[@]}" -gt 0 ]; then
     section "timings"
     printf '%s\n' "${timings[@]}"
+    printf '%-9s %4d s\n' total "$SECONDS"
   fi
   if [ "$status" -ne 0 ]; then
     printf '\nFAILED (exit %d)\n' "$status" >&2
@@ -34,12 +41,13 @@ print_timings() {
 }
 trap print_timings EXIT
 
-# Runs one mode and records how long it took.
+# Runs one mode (or the set-up) and records how long it took.
 timed() {
-  local mode="$1"
-  local start=$SECONDS
-  "mode_$mode"
-  timings+=("$(printf '%-9s %4d s' "$mode" $((SECONDS - start)))")
+  current_mode="$1"
+  current_start=$SECONDS
+  "mode_$1"
+  timings+=("$(printf '%-9s %4d s' "$1" $((SECONDS - current_start)))")
+  current_mode=""
 }
 
 configure() {
@@ -71,7 +79,9 @@ install_check() {
 
   local libdir
   libdir="$(dirname "$(find "$prefix" -name 'libkelvora.so' -print -quit)")"
-  [ -n "$libdir" ] && [ "$libdir" != . ] || die "install: no libkelvora.so under $prefix"
+  if [ -z "$libdir" ] || [ "$libdir" = . ]; then
+    die "install: no libkelvora.so under $prefix"
+  fi
   for f in "$libdir/cmake/kelvora/kelvoraConfig.cmake" \
     "$libdir/cmake/kelvora/kelvoraConfigVersion.cmake" \
     "$libdir/cmake/kelvora/kelvoraTargets.cmake" \
@@ -229,11 +239,13 @@ case "$mode" in
     ;;
 esac
 
-if [ "${KELVORA_SKIP_SETUP:-0}" != 1 ]; then
+mode_setup() {
   section "setup: Debian packages"
-  start=$SECONDS
   scripts/setup.sh
-  timings+=("$(printf '%-9s %4d s' setup $((SECONDS - start)))")
+}
+
+if [ "${KELVORA_SKIP_SETUP:-0}" != 1 ]; then
+  timed setup
 fi
 
 if [ "$mode" = all ]; then

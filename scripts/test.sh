@@ -90,19 +90,12 @@ install_check() {
   done
   [ -d "$prefix/include" ] || die "install: missing $prefix/include"
 
-  mkdir -p "$consumer"
-  cat >"$consumer/CMakeLists.txt" <<'CMAKE'
-cmake_minimum_required(VERSION 3.20)
-project(kelvora_consumer CXX)
-find_package(kelvora 3 CONFIG REQUIRED)
-add_executable(consumer main.cpp)
-target_link_libraries(consumer PRIVATE kelvora::kelvora)
-CMAKE
-  printf 'int main() { return 0; }\n' >"$consumer/main.cpp"
-  cmake -S "$consumer" -B "$consumer/build" --log-level=WARNING \
+  # The host example is the consumer: it must build from the installed
+  # headers and package alone.
+  cmake -S examples -B "$consumer/build" --log-level=WARNING \
     -DCMAKE_PREFIX_PATH="$(cd "$prefix" && pwd)" >/dev/null
   build "$consumer/build" >/dev/null
-  "$consumer/build/consumer"
+  [ -x "$consumer/build/kelvora_host_example" ] || die "install: example did not build"
 
   PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --exists --print-errors kelvora
   note "install check passed: $(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --libs kelvora)"

@@ -1,0 +1,79 @@
+#include "support/FrameOutputs.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "support/ColourMap.hpp"
+#include "support/NpyWriter.hpp"
+#include "support/PlyWriter.hpp"
+#include "support/PngWriter.hpp"
+
+namespace kelvora::tools {
+
+namespace {
+
+std::vector<float> validValues(const std::vector<float>& values, const std::vector<uint32_t>& flags,
+                               size_t n) {
+  std::vector<float> out;
+  for (size_t i = 0; i < n; ++i) {
+    if (flags[i] == 0) out.push_back(values[i]);
+  }
+  return out;
+}
+
+}  // namespace
+
+void writeFrameOutputs(const StagingDir& out, const std::string& prefix, const FrameResults& r,
+                       const OutputChoice& choice) {
+  const size_t n = static_cast<size_t>(r.width) * r.height;
+  const ImageLayout layout{r.width, r.height, choice.imageScale};
+  if (choice.images) {
+    // Distance from 0 to the farthest valid pixel rounded up to half a metre,
+    // so consecutive frames of one scene share a scale.
+    const float far = percentile(validValues(r.distance, r.flags, n), 1.0f);
+    const float top = std::max(0.5f, std::ceil(far * 2.0f) / 2.0f);
+    writePng(out.file(prefix + "distance.png"),
+             renderMetres(r.distance.data(), r.flags.data(), layout, 0.0f, top));
+    const float noiseTop = std::max(1e-3f, percentile(validValues(r.noise, r.flags, n), 0.99f));
+    writePng(out.file(prefix + "noise.png"),
+             renderMetres(r.noise.data(), r.flags.data(), layout, 0.0f, noiseTop));
+    const std::vector<float> amplitude(r.amplitude.begin(), r.amplitude.begin() + n);
+    writePng(out.file(prefix + "amplitude.png"),
+             renderGrey(r.amplitude.data(), layout, percentile(amplitude, 0.99f)));
+    const std::vector<float> intensity(r.intensity.begin(), r.intensity.begin() + n);
+    writePng(out.file(prefix + "intensity.png"),
+             renderGrey(r.intensity.data(), layout, percentile(intensity, 0.99f)));
+    writePng(out.file(prefix + "flags.png"), renderFlags(r.flags.data(), layout));
+  }
+  if (choice.pointCloud) {
+    // Dense clouds hold every pixel: keep the valid ones with a depth. A
+    // sparse cloud already holds only valid points.
+    std::vector<PlyPoint> points;
+    const bool dense = r.pointCloud.size() >= 4 * n;
+    const size_t count = dense ? n : r.pointCloud.size() / 4;
+    for (size_t i = 0; i < count; ++i) {
+      const float* p = &r.pointCloud[4 * i];
+      if (dense && r.flags[i] != 0) continue;
+      if (!(p[2] > 0.0f)) continue;
+      points.push_back({p[0], p[1], p[2], p[3]});
+    }
+    writePly(out.file(prefix + "points.ply"), points);
+  }
+  if (choice.arrays) {
+    const std::vector<uint32_t> shape = {r.height, r.width};
+    writeNpy(out.file(prefix + "distance.npy"), r.distance.data(), shape);
+    writeNpy(out.file(prefix + "amplitude.npy"), r.amplitude.data(), shape);
+    writeNpy(out.file(prefix + "noise.npy"), r.noise.data(), shape);
+    writeNpy(out.file(prefix + "intensity.npy"), r.intensity.data(), shape);
+    writeNpy(out.file(prefix + "flags.npy"), r.flags.data(), shape);
+    const bool dense = r.pointCloud.size() >= 4 * n;
+    const std::vector<uint32_t> cloudShape =
+        dense ? std::vector<uint32_t>{r.height, r.width, 4}
+              : std::vector<uint32_t>{static_cast<uint32_t>(r.pointCloud.size() / 4), 4};
+    writeNpy(out.file(prefix + "point_cloud.npy"), r.pointCloud.data(), cloudShape);
+    writeNpy(out.file(prefix + "exposure_proposals.npy"), r.exposureProposals.data(),
+             {static_cast<uint32_t>(r.exposureProposals.size())});
+  }
+}
+
+}  // namespace kelvora::tools

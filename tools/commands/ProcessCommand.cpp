@@ -10,6 +10,7 @@
 
 #include "commands/Commands.hpp"
 #include "interface/ParameterRegistry.hpp"
+#include "support/CalibrationFile.hpp"
 #include "support/EngineSession.hpp"
 #include "support/FrameOutputs.hpp"
 #include "support/ParameterSettings.hpp"
@@ -61,7 +62,16 @@ void runProcess(const ProcessOptions& o) {
   }
   if (o.imageScale < 1 || o.imageScale > 8) throw ToolError("--scale must be 1..8");
   // Everything that can be refused is checked before the first file is written.
-  EngineSession session(readFileBytes(o.calibration, "calibration"), o.calibration);
+  const std::vector<uint8_t> blob = readFileBytes(o.calibration, "calibration");
+  if (detectCalibrationFormat(blob) == CalibrationFormat::kBlock) {
+    // The library tries its handlers in the order container, legacy, block,
+    // and the legacy handler takes every blob, so an engine never sees a
+    // block file as one.
+    throw ToolError("calibration " + o.calibration +
+                    " is in the block format, which the engine's handler order reads as legacy; "
+                    "kelvora calib shows its contents");
+  }
+  EngineSession session(blob, o.calibration);
   session.configure(o.settings);
   RecordingReader reader(o.recording);
   session.checkRecording(reader.header(), o.recording);

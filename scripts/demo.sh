@@ -13,22 +13,18 @@ section "configure (build/)"
 cmake -S . -B build --log-level=WARNING -DCMAKE_BUILD_TYPE=Release \
   -DKELVORA_BUILD_TESTS=ON -DKELVORA_BUILD_BENCHMARKS=OFF -DKELVORA_BUILD_TOOLS=ON
 
-if grep -qs 'kelvora_cli' tools/CMakeLists.txt; then
-  section "build the command-line tool"
-  cmake --build build -j "$KELVORA_JOBS" --target kelvora_cli
-  section "kelvora demo"
-  exec build/tools/kelvora demo "$@"
-fi
+section "build the command-line tool"
+cmake --build build -j "$KELVORA_JOBS" --target kelvora_cli
 
-note "The command-line tool is not part of the tree yet; the full demo arrives with it."
-if compgen -G 'tests/core/*.cpp' >/dev/null; then
-  note "Until then, this builds the library and runs the core pipeline's tests."
-  section "build"
-  cmake --build build -j "$KELVORA_JOBS" --target kelvora kelvora_core_tests
-  section "core tests"
-  exec build/tests/kelvora_core_tests
+# Outputs go to build/demo unless the arguments name another folder.
+out=build/demo
+for arg in "$@"; do
+  if [[ "$arg" == "--out" || "$arg" == --out=* ]]; then out=""; fi
+done
+section "kelvora demo"
+if [[ -n "$out" ]]; then
+  build/tools/kelvora demo --out "$out" "$@"
+  note "Demo outputs (images, point cloud, arrays, report, calibration, recording): $KELVORA_ROOT/$out"
+else
+  build/tools/kelvora demo "$@"
 fi
-note "Until then, this only builds the library."
-section "build"
-cmake --build build -j "$KELVORA_JOBS" --target kelvora
-ls -l build/src/libkelvora.so*

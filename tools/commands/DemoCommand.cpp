@@ -11,6 +11,7 @@
 #include "support/DemoReport.hpp"
 #include "support/EngineSession.hpp"
 #include "support/FrameOutputs.hpp"
+#include "support/QuietStdout.hpp"
 #include "support/StagingDir.hpp"
 #include "support/SyntheticData.hpp"
 #include "support/ToolError.hpp"
@@ -42,9 +43,10 @@ std::string formatLine(const char* format, ...) {
 void runDemo(const DemoOptions& o) {
   SyntheticDataOptions d;  // 224 x 172, 80.32 and 60.24 MHz, the default scene
   d.frameSets = o.frameSets;
+  std::unique_ptr<QuietStdout> quiet = std::make_unique<QuietStdout>();
   SyntheticData data = makeSyntheticData(d);
-
   EngineSession session(data.calibration, "(synthetic)");
+  quiet.reset();
   session.configure(o.settings);
   session.checkRecording(data.header, "(synthetic)");
   StagingDir out(o.out);

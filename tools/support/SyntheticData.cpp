@@ -66,11 +66,17 @@ SyntheticData makeSyntheticData(const SyntheticDataOptions& options) {
     throw ToolError("number of frame sets must be 1..10000");
   }
   SyntheticData data;
-  {
-    CalibrationPtr source(synth::makeSyntheticCalibration(co));
-    data.calibration = writeBlob(*source, options.format);
-  }
+  const CalibrationPtr source(synth::makeSyntheticCalibration(co));
+  data.calibration = writeBlob(*source, options.format);
   const CalibrationPtr record = readCalibration(data.calibration, "(synthetic)");
+  // The legacy layout stores no amplitude-wiggling offset, so its record reads
+  // back 0 there; the sensor itself still has the source's, and a recording
+  // rendered with 0 would show almost no modulation. The other formats keep
+  // the offset, and this changes nothing for them.
+  for (uint32_t f = 0; f < co.frequencies.size(); ++f) {
+    record->frequencies[f].amplitudeWiggling.offset =
+        source->frequencies[f].amplitudeWiggling.offset;
+  }
   data.geometry = synth::castScene(record->directions, co.width, co.height, options.scene);
   data.header.width = co.width;
   data.header.height = co.height;

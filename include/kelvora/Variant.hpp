@@ -185,10 +185,12 @@ class KELVORA_API Variant {
 };
 
 // The active alternative as the stream prints it, or "! Empty Variant !".
-template <class... Ts>
-std::ostream& operator<<(std::ostream& os, const Variant<Ts...>& v) {
+// At least one alternative is spelled out so that stream manipulators such as
+// std::endl never deduce an empty Variant<> here.
+template <class T, class... Ts>
+std::ostream& operator<<(std::ostream& os, const Variant<T, Ts...>& v) {
   if (v.isEmpty()) return os << "! Empty Variant !";
-  v.visit(typename Variant<Ts...>::printer{os});
+  v.visit(typename Variant<T, Ts...>::printer{os});
   return os;
 }
 

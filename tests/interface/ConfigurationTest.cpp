@@ -290,7 +290,7 @@ void readCorrupted(uint32_t slotContent) {
 }
 
 const char* const kCorrupt =
-    "^Internal error\\. Enumeration to redirection mapping is corrupt\\.\n$";
+    "^Internal error\\. Enumeration to redirection mapping is corrupt\\.\n";
 
 TEST(ConfigurationDeathTest, CorruptTableAbortsWithTheFixedMessage) {
   // Slot 0 holding the redirector of result kind 1: the order of the variant's

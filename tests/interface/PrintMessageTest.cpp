@@ -18,7 +18,7 @@ TEST(PrintMessageTest, FormatsLikePrintfAndEndsTheLine) {
 TEST(PrintMessageDeathTest, AbortPrintsTheMessageFirst) {
   EXPECT_EXIT(abortWithMessage("ResultType enumeration not handled completely."),
               ::testing::KilledBySignal(SIGABRT),
-              "^ResultType enumeration not handled completely\\.\n$");
+              "^ResultType enumeration not handled completely\\.\n");
 }
 
 }  // namespace

@@ -104,3 +104,17 @@ TEST(VariantTest, PrintsWithTheStreamsOwnFormatting) {
 
 }  // namespace
 }  // namespace kelvora
+
+namespace kelvora {
+namespace {
+
+// Inside the library's namespace the variant's stream operator must not get
+// in the way of the standard manipulators.
+TEST(VariantPrinting, ManipulatorsStillWork) {
+  std::ostringstream os;
+  os << ParameterValue(2.5f) << std::endl << std::flush;
+  EXPECT_EQ(os.str(), "2.5\n");
+}
+
+}  // namespace
+}  // namespace kelvora

@@ -2,6 +2,7 @@
 // called directly on the same calibration, parameters and frame set: the
 // front end should add next to nothing (the goal is at most 5 %).
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 
 #include <ctime>
 #include <vector>
@@ -151,6 +152,55 @@ void BM_EngineOverheadInterleaved(benchmark::State& state) {
   state.counters["overhead_pct"] = 100.0 * (engineSeconds / driverSeconds - 1.0);
 }
 BENCHMARK(BM_EngineOverheadInterleaved)->Unit(benchmark::kMicrosecond);
+
+// Heap bytes in use (small blocks plus mapped large ones).
+double heapBytes() {
+  const struct mallinfo2 m = mallinfo2();
+  return static_cast<double>(m.uordblks) + static_cast<double>(m.hblkhd);
+}
+
+// What an engine keeps at a sensor size, measured as the growth of the heap:
+// the calibration as read, the core's scratch (kelvoraTavelInit), and the
+// whole engine (calibration, configuration, scratch and its own result
+// buffers). Counters in MB (10^6 bytes); the loop itself times nothing useful.
+void BM_EngineMemory(benchmark::State& state) {
+  const uint32_t width = static_cast<uint32_t>(state.range(0));
+  const uint32_t height = static_cast<uint32_t>(state.range(1));
+  synth::SyntheticCalibrationOptions options;
+  options.width = width;
+  options.height = height;
+  KelvoraCalibration* source = synth::makeSyntheticCalibration(options);
+  std::vector<uint8_t> blob = synth::writeContainerCalibration(*source, {});
+  kelvora_freeCalibration(source);
+
+  double before = heapBytes();
+  KelvoraCalibration* calibration = nullptr;
+  kelvora_readCalibration(blob.data(), static_cast<uint32_t>(blob.size()), &calibration);
+  const double calibrationBytes = heapBytes() - before;
+
+  before = heapBytes();
+  IKelvora* engine = nullptr;
+  const ArrayReference<unsigned char> bytes(blob.data(), static_cast<uint32_t>(blob.size()));
+  getKelvora(bytes, &engine);
+  const double engineBytes = heapBytes() - before;
+
+  KelvoraParameter parameters = static_cast<Kelvora*>(engine)->coreParameters();
+  before = heapBytes();
+  KelvoraIntermediate* intermediate = nullptr;
+  kelvoraTavelInit(&parameters, calibration, &intermediate);
+  const double scratchBytes = heapBytes() - before;
+
+  for (auto _ : state) benchmark::DoNotOptimize(engine);
+  state.counters["calibration_MB"] = calibrationBytes * 1e-6;
+  state.counters["scratch_MB"] = scratchBytes * 1e-6;
+  state.counters["engine_MB"] = engineBytes * 1e-6;
+  // Scratch plus the engine's own result buffers (all but the calibration).
+  state.counters["engine_less_calibration_MB"] = (engineBytes - calibrationBytes) * 1e-6;
+  kelvoraTavelFree(intermediate);
+  kelvora_freeCalibration(calibration);
+  delete engine;
+}
+BENCHMARK(BM_EngineMemory)->Args({224, 172})->Args({640, 480})->Iterations(1);
 
 }  // namespace
 }  // namespace kelvora

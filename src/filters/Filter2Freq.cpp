@@ -4,26 +4,13 @@
 #include <cstring>
 
 #include "core/TwoFrequencyUnwrap.hpp"
+#include "filters/Filter2FreqKernel.hpp"
 
 namespace kelvora {
 
 namespace {
 
 constexpr float kHalfSpeedOfLight = 149852320.0f;
-
-// floor(v / R) as truncation of v * (1/R), stepped down by one where the
-// truncation went up. Values beyond the int32 range are already integral (or
-// not finite) and are kept as they are.
-float floorTimes(float v, float invRange) {
-  const float q = v * invRange;
-  if (!(std::fabs(q) < 2147483648.0f)) return q;
-  const float t = static_cast<float>(static_cast<int32_t>(q));
-  return t > q ? t - 1.0f : t;
-}
-
-float wrapCentred(float v, const Filter2FreqConstants& c) {
-  return v - floorTimes(v, c.invRange) * c.range - c.half;
-}
 
 }  // namespace
 
@@ -52,49 +39,7 @@ void filter2Freq(int width, int height, uint32_t freq1, uint32_t freq2, float* s
   const Filter2FreqConstants c = filter2FreqConstants(freq1, freq2);
   std::memcpy(scratch, distance,
               static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * sizeof(float));
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      const float d = scratch[static_cast<std::size_t>(y) * width + x];
-      int keep = 1;  // the pixel votes for itself
-      int plus = 0;
-      int minus = 0;
-      for (int ny = y - 1; ny <= y + 1; ++ny) {
-        if (ny < 0 || ny >= height) continue;
-        for (int nx = x - 1; nx <= x + 1; ++nx) {
-          if (nx < 0 || nx >= width || (nx == x && ny == y)) continue;
-          const float e = (d + c.half) - scratch[static_cast<std::size_t>(ny) * width + nx];
-          if (std::fabs(wrapCentred(e, c)) < c.threshold) {
-            ++keep;
-          } else if (std::fabs(wrapCentred(e + c.shift, c)) < c.threshold) {
-            ++plus;
-          } else if (std::fabs(wrapCentred(e - c.shift, c)) < c.threshold) {
-            ++minus;
-          }
-        }
-      }
-      float correction = 0.0f;
-      bool corrected = false;
-      if (keep < plus) {
-        correction = plus < minus ? -c.shift : c.shift;
-        corrected = true;
-      } else if (minus > keep) {
-        correction = -c.shift;
-        corrected = true;
-      }
-      float& out = distance[static_cast<std::size_t>(y) * width + x];
-      if (!corrected) {
-        out = d;
-        continue;
-      }
-      const float v = d + correction;
-      float wrapped = v - floorTimes(v, c.invRange) * c.range;
-      // Rounding at the ends of the period can land on -0..-ulp or on R itself;
-      // the result is defined to lie in [0, R).
-      if (wrapped < 0.0f) wrapped += c.range;
-      if (wrapped >= c.range) wrapped -= c.range;
-      out = wrapped;
-    }
-  }
+  Filter2FreqImage(simd::NativeTag(), c, width, height, scratch, distance);
 }
 
 }  // namespace kelvora

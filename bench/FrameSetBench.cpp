@@ -1,0 +1,299 @@
+// One whole frame set through the three core drivers (grey frame, two
+// frequencies, combine) on a rendered scene, and each stage of it on its own,
+// at the small and the large sensor size. Per-pixel costs are reported as
+// counters so the two sizes can be compared directly.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+#include "calibration/HandlerPsfAndDirections.hpp"
+#include "calibration/KelvoraCalibration.hpp"
+#include "core/CalcPixel.hpp"
+#include "core/CombineStages.hpp"
+#include "core/FrameDrivers.hpp"
+#include "core/KelvoraInput.hpp"
+#include "core/KelvoraIntermediate.hpp"
+#include "core/KelvoraOutput.hpp"
+#include "core/KelvoraParameter.hpp"
+#include "core/TwoFrequencyUnwrap.hpp"
+#include "core/UnscrambleIntensity.hpp"
+#include "core/UnscrambleReIm.hpp"
+#include "filters/AdaptiveNoiseFilter.hpp"
+#include "filters/AutoExposure.hpp"
+#include "filters/Filter2Freq.hpp"
+#include "filters/MultipathFlags.hpp"
+#include "filters/PointCloud.hpp"
+#include "filters/StrayLight.hpp"
+#include "synthetic/SceneRenderer.hpp"
+#include "synthetic/SyntheticCalibration.hpp"
+
+namespace kelvora {
+namespace {
+
+// The parameter registry's processing defaults.
+KelvoraParameter defaultSwitches(uint32_t width, uint32_t height) {
+  KelvoraParameter p{};
+  p.amplitudeThreshold = 0.5f;
+  p.consistencyTolerance = 1.2f;
+  p.noiseThreshold = 0.07f;
+  p.adaptiveNoiseFilterType = 2;
+  p.exposureReferenceAmplitude = 1200.0f;
+  p.flyingPixelF0 = 0.018f;
+  p.flyingPixelF1 = 0.14f;
+  p.flyingPixelFarDist = 4.5f;
+  p.flyingPixelNearDist = 1.0f;
+  p.mpiAmplitudeThreshold = 0.3f;
+  p.mpiDistanceThreshold = 0.1f;
+  p.mpiNoiseDistance = 3.0f;
+  p.saturationThresholdLower = 400;
+  p.saturationThresholdUpper = 3750;
+  p.useAdaptiveNoiseFilter = true;
+  p.useAutoExposure = true;
+  p.useRemoveFlyingPixel = true;
+  p.useMPIFlagAverage = true;
+  p.useMPIFlagAmplitude = true;
+  p.useMPIFlagDistance = true;
+  p.useValidateImage = true;
+  p.useSparsePointCloud = false;
+  p.height = height;
+  p.width = width;
+  p.numFreqs = 2;
+  p.freq1 = 80320000u;
+  p.freq2 = 60240000u;
+  p.exposureLimitLower = 100;
+  p.exposureLimitUpper = 4000;
+  return p;
+}
+
+// A synthetic module, its scratch, one rendered frame set and output arrays
+// of exactly n elements (as a caller's redirected arrays may be).
+struct FrameSet {
+  KelvoraCalibration* calibration = nullptr;
+  KelvoraIntermediate* intermediate = nullptr;
+  KelvoraParameter parameters{};
+  KelvoraInput input{};
+  KelvoraOutput output{};
+  synth::RenderedFrameSet frames;
+  std::vector<float> distance, noise, amplitude, intensity, pointCloud;
+  std::vector<uint32_t> flags;
+  uint32_t n;
+
+  FrameSet(uint32_t width, uint32_t height, bool strayLight) : n(width * height) {
+    synth::SyntheticCalibrationOptions options;
+    options.width = width;
+    options.height = height;
+    options.strayLight = strayLight;
+    calibration = synth::makeSyntheticCalibration(options);
+    // The block-format operation builds the stray-light kernel as well.
+    kelvora_calcQVPsfAndDirections(calibration, n);
+    parameters = defaultSwitches(width, height);
+    parameters.useRemoveStrayLight = calibration->psf != nullptr;
+    kelvoraTavelInit(&parameters, calibration, &intermediate);
+
+    const synth::SceneOptions scene;
+    const synth::SceneGeometry geometry =
+        synth::castScene(calibration->directions, width, height, scene);
+    frames = synth::renderFrameSet(*calibration, geometry, scene, 0);
+    input.temperature = frames.temperature;
+    input.intensityFrame = frames.grey.data();
+    for (uint32_t f = 0; f < 2; ++f) {
+      for (uint32_t k = 0; k < 4; ++k) input.modFrames[f][k] = frames.phase[f][k].data();
+    }
+    for (int i = 0; i < 3; ++i) input.exposureTimes[i] = frames.exposureTimes[i];
+
+    distance.assign(n, 0.f);
+    noise.assign(n, 0.f);
+    amplitude.assign(n, 0.f);
+    intensity.assign(n, 0.f);
+    pointCloud.assign(4 * static_cast<size_t>(n), 0.f);
+    flags.assign(n, 0u);
+    output.distance = distance.data();
+    output.noise = noise.data();
+    output.amplitude = amplitude.data();
+    output.intensity = intensity.data();
+    output.pointCloud = pointCloud.data();
+    output.flags = flags.data();
+    processWhole();  // every stage's inputs hold real data from here on
+  }
+  ~FrameSet() {
+    kelvoraTavelFree(intermediate);
+    kelvora_freeCalibration(calibration);
+  }
+  FrameSet(const FrameSet&) = delete;
+  FrameSet& operator=(const FrameSet&) = delete;
+
+  void processWhole() {
+    kelvora_processIntensity(&input, calibration, &parameters, intermediate, &output);
+    for (uint32_t f = 0; f < parameters.numFreqs; ++f) {
+      kelvora_processModFrames(&input, calibration, &parameters, intermediate, &output, f);
+    }
+    kelvora_combineResults(&input, calibration, &parameters, intermediate, &output);
+  }
+};
+
+void perPixel(benchmark::State& state, uint32_t n, const char* name = "ns_per_pixel") {
+  state.counters[name] = benchmark::Counter(
+      static_cast<double>(n) * 1e-9,
+      benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+void sizes(benchmark::internal::Benchmark* b) {
+  b->ArgNames({"w", "h"})->Args({224, 172})->Args({640, 480})->Unit(benchmark::kMicrosecond);
+}
+
+void BM_FrameSet(benchmark::State& state) {
+  FrameSet s(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)), false);
+  for (auto _ : state) {
+    s.processWhole();
+    benchmark::ClobberMemory();
+  }
+  perPixel(state, s.n);
+}
+BENCHMARK(BM_FrameSet)->Apply(sizes);
+
+void BM_FrameSetStrayLight(benchmark::State& state) {
+  FrameSet s(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)), true);
+  if (!s.parameters.useRemoveStrayLight) {
+    state.SkipWithError("no stray-light kernel");
+    return;
+  }
+  for (auto _ : state) {
+    s.processWhole();
+    benchmark::ClobberMemory();
+  }
+  perPixel(state, s.n);
+}
+BENCHMARK(BM_FrameSetStrayLight)
+    ->Args({224, 172})
+    ->ArgNames({"w", "h"})
+    ->Unit(benchmark::kMicrosecond);
+
+// The stages one by one, in driver order, on the data the frame set left.
+enum Stage : int64_t {
+  kIntensity,
+  kUnscramble,
+  kStrayLight,
+  kCalcPixel,
+  kUnwrap,
+  kFilter2Freq,
+  kAdaptiveNoise,
+  kMultipath,
+  kNoiseAndFlying,
+  kPointCloud,
+  kAmplitudeAndExposure,
+  kValidate,
+  kStageCount
+};
+const char* const kStageNames[kStageCount] = {
+    "intensity",    "unscramble(f0)", "straylight(f0)",         "calcPixel(f0)",
+    "calc2Freq",    "filter2Freq",    "adaptiveNoise",          "multipath",
+    "noise+flying", "pointCloud",     "amplitude+autoExposure", "validate"};
+
+void runStage(FrameSet& s, Stage stage) {
+  KelvoraParameter& p = s.parameters;
+  KelvoraIntermediate* im = s.intermediate;
+  KelvoraIntermediateProbeData* probes = im->probeData;
+  const int w = static_cast<int>(p.width), h = static_cast<int>(p.height);
+  switch (stage) {
+    case kIntensity:
+      kelvora_processIntensity(&s.input, s.calibration, &p, im, &s.output);
+      break;
+    case kUnscramble:
+      unscrambleReIm_flagSaturation_arm(&s.input, &p, &probes[0], &s.output, s.input.modFrames[0]);
+      break;
+    case kStrayLight:
+      removeStrayLight(&probes[0], &im->strayLight, s.calibration);
+      break;
+    case kCalcPixel:
+      calcPixel(&s.input, &p, s.calibration, im, &s.output, 0);
+      break;
+    case kUnwrap:
+      calc2Freq_arm(s.n, probes[0].distance, probes[1].distance, probes[0].distanceNoise,
+                    probes[1].distanceNoise, p.freq1, p.freq2, s.output.distance,
+                    im->distanceDifference, s.output.noise);
+      break;
+    case kFilter2Freq:
+      filter2Freq(w, h, p.freq1, p.freq2, im->filterScratch, s.output.distance);
+      break;
+    case kAdaptiveNoise:
+      filterAdaptiveNoise_arm(w, h, p.adaptiveNoiseFilterType, im->filterScratch, s.output.noise,
+                              s.output.flags, s.output.distance);
+      break;
+    case kMultipath:
+      kelvora_flagMultipath(&p, im, &s.output);
+      break;
+    case kNoiseAndFlying:
+      flagNoise(s.n, s.output.noise, p.noiseThreshold, s.output.flags);
+      flagFlyingPixels(p, s.output.distance, s.output.flags);
+      break;
+    case kPointCloud:
+      calcCartesianCoordinates_arm(s.n, s.calibration, &p, &s.output);
+      break;
+    case kAmplitudeAndExposure:
+      std::copy(probes[1].amplitude, probes[1].amplitude + s.n, s.output.amplitude);
+      calcAutoExposure(s.n, s.output.amplitude, &p, &im->autoExposure, s.input.exposureTimes,
+                       s.output.exposureProposal);
+      break;
+    case kValidate:
+      validateImage(p, s.output);
+      break;
+    default:
+      break;
+  }
+}
+
+void BM_FrameSetStage(benchmark::State& state) {
+  const auto stage = static_cast<Stage>(state.range(0));
+  const uint32_t w = static_cast<uint32_t>(state.range(1));
+  const uint32_t h = static_cast<uint32_t>(state.range(2));
+  FrameSet s(w, h, stage == kStrayLight);
+  if (stage == kStrayLight && !s.parameters.useRemoveStrayLight) {
+    state.SkipWithError("no stray-light kernel");
+    return;
+  }
+  state.SetLabel(kStageNames[stage]);
+  // Stages that work in place (stray light, the filters) see their own output
+  // again; restore the frame set's state now and then so they keep working on
+  // realistic data. The restore is not timed.
+  uint64_t count = 0;
+  for (auto _ : state) {
+    runStage(s, stage);
+    benchmark::ClobberMemory();
+    if ((++count & 63u) == 0 && stage != kIntensity && stage != kUnscramble) {
+      state.PauseTiming();
+      s.processWhole();
+      state.ResumeTiming();
+    }
+  }
+  perPixel(state, s.n);
+}
+void stages(benchmark::internal::Benchmark* b) {
+  b->ArgNames({"stage", "w", "h"})->Unit(benchmark::kMicrosecond);
+  for (int64_t st = 0; st < kStageCount; ++st) {
+    b->Args({st, 224, 172});
+    if (st != kStrayLight) b->Args({st, 640, 480});
+  }
+}
+BENCHMARK(BM_FrameSetStage)->Apply(stages);
+
+// Unscrambling, the per-pixel stage and the unwrapping of both frequencies,
+// as the drivers run them, per pixel and frequency.
+void BM_FrameSetRawToDistance(benchmark::State& state) {
+  FrameSet s(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)), false);
+  for (auto _ : state) {
+    for (uint32_t f = 0; f < 2; ++f) {
+      unscrambleReIm_flagSaturation_arm(&s.input, &s.parameters, &s.intermediate->probeData[f],
+                                        &s.output, s.input.modFrames[f]);
+      calcPixel(&s.input, &s.parameters, s.calibration, s.intermediate, &s.output, f);
+    }
+    runStage(s, kUnwrap);
+    benchmark::ClobberMemory();
+  }
+  perPixel(state, 2 * s.n, "ns_per_pixel_and_frequency");
+}
+BENCHMARK(BM_FrameSetRawToDistance)->Apply(sizes);
+
+}  // namespace
+}  // namespace kelvora

@@ -96,6 +96,13 @@ install_check() {
     -DCMAKE_PREFIX_PATH="$(cd "$prefix" && pwd)" >/dev/null
   build "$consumer/build" >/dev/null
   [ -x "$consumer/build/kelvora_host_example" ] || die "install: example did not build"
+  # ...and run on a calibration the command-line tool writes.
+  if [ -x "$build_dir/tools/kelvora" ]; then
+    "$build_dir/tools/kelvora" synth --out "$consumer/data" --width 64 --height 48 --frames 1 \
+      >/dev/null
+    LD_LIBRARY_PATH="$libdir" "$consumer/build/kelvora_host_example" \
+      "$consumer/data/calibration.bin"
+  fi
 
   PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --exists --print-errors kelvora
   note "install check passed: $(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --libs kelvora)"

@@ -4,35 +4,31 @@
 
 #include "FuzzSupport.hpp"
 #include "calibration/HandlerPsfAndDirections.hpp"
-#include "synthetic/BlockCalibrationWriter.hpp"
 #include "synthetic/ContainerCalibrationWriter.hpp"
 #include "synthetic/SceneRenderer.hpp"
 
 namespace kelvora::fuzz {
 
 std::vector<EngineCalibration> engineCalibrations() {
-  auto make = [](uint32_t w, uint32_t h, std::vector<uint32_t> freqs, bool stray, bool block) {
+  auto make = [](uint32_t w, uint32_t h, std::vector<uint32_t> freqs) {
     EngineCalibration e;
     e.options.width = w;
     e.options.height = h;
     e.options.frequencies = std::move(freqs);
-    e.options.strayLight = stray;
     e.options.maskedFraction = 0.05f;
-    e.blockFormat = block;
     return e;
   };
   return {
-      make(40, 30, {80320000u, 60240000u}, false, false),
-      make(13, 7, {60240000u}, false, false),
-      make(24, 16, {80320000u, 60240000u}, true, true),
-      make(9, 5, {80320000u, 60240000u}, false, false),
+      make(40, 30, {80320000u, 60240000u}),
+      make(13, 7, {60240000u}),
+      make(24, 16, {80320000u, 60240000u}),
+      make(9, 5, {80320000u, 60240000u}),
   };
 }
 
 std::vector<uint8_t> engineCalibrationBlob(const EngineCalibration& entry) {
   RecordPtr c(synth::makeSyntheticCalibration(entry.options));
-  return entry.blockFormat ? synth::writeBlockCalibration(*c)
-                           : synth::writeContainerCalibration(*c, {});
+  return synth::writeContainerCalibration(*c, {});
 }
 
 std::vector<uint8_t> renderedEngineInput(uint32_t calibrationIndex, uint32_t frameIndex) {

@@ -38,11 +38,12 @@ enum EngineOperation : uint8_t {
 
 struct EngineCalibration {
   synth::SyntheticCalibrationOptions options;
-  bool blockFormat;  // else container
 };
 
 // Small sensors (odd sizes among them, so that row and vector tails are
-// exercised), one and two frequencies, with and without a point-spread model.
+// exercised), one and two frequencies. All are containers: getKelvora hands
+// every blob without the container magic to the legacy reader, so a block
+// blob never makes an engine.
 std::vector<EngineCalibration> engineCalibrations();
 // The calibration blob for an entry.
 std::vector<uint8_t> engineCalibrationBlob(const EngineCalibration& entry);

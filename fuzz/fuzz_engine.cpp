@@ -4,6 +4,7 @@
 // for the layout of an input).
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -131,7 +132,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       getKelvora(ArrayReference<unsigned char>(const_cast<uint8_t*>(blob.data()),
                                                static_cast<uint32_t>(blob.size())),
                  &raw);
-  if (made.code != KelvoraStatus::SUCCESS || raw == nullptr) fuzz::contractBroken();
+  if (made.code != KelvoraStatus::SUCCESS || raw == nullptr) {
+    std::fprintf(stderr, "calibration %zu refused: %u 0x%08X\n", size > 0 ? data[0] % blobs().size() : 0, made.code, made.detail);
+    fuzz::contractBroken();
+  }
   std::unique_ptr<IKelvora, EngineDeleter> engine(raw);
   const uint32_t n = engine->getWidth() * engine->getHeight();
 

@@ -38,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   size_t left = size;
   // Width taken from a whole byte: 0 and 33..255 must be refused.
   const uint32_t bits = left > 0 ? (--left, *p++) : 0u;
-  const uint32_t count = take32(p, left) & 0xFFFFu;  // up to 64 Ki items
+  const uint32_t count = take32(p, left) & 0xFFFu;  // up to 4 Ki items
   const uint32_t offset = take32(p, left);
   const uint32_t n = take32(p, left);
 

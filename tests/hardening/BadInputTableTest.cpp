@@ -1,0 +1,255 @@
+// Bad inputs and what the library does with each: one row per input, checked
+// here and printed as the markdown table that docs/RELIABILITY.md carries
+// between its bad-input-table markers. A row that changes fails its own check;
+// a table that drifts from the document fails the comparison, whose message
+// is the table to paste.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "core/StatusCodes.hpp"
+#include "hardening/HardeningSupport.hpp"
+#include "interface/ParameterRegistry.hpp"
+#include "synthetic/BlockCalibrationWriter.hpp"
+#include "synthetic/ContainerCalibrationWriter.hpp"
+#include "synthetic/LegacyCalibrationWriter.hpp"
+
+namespace kelvora {
+namespace {
+
+using hardening::Outcome;
+
+struct BadInputRow {
+  const char* input;
+  const char* call;
+  std::function<Outcome()> run;
+  KelvoraStatus::Code code;
+  uint32_t detail;
+  const char* printed;  // what the call writes to stdout/stderr, lines joined by " / "
+};
+
+// getKelvora on the bytes, with what it prints.
+std::function<Outcome()> blob(std::function<std::vector<uint8_t>()> make) {
+  return [make] { return hardening::getKelvoraOutcome(make()); };
+}
+
+std::vector<uint8_t> container() {
+  return hardening::containerBlob(hardening::smallOptions());
+}
+std::vector<uint8_t> containerWith(const synth::ContainerWriterOptions& o) {
+  hardening::RecordPtr c(synth::makeSyntheticCalibration(hardening::smallOptions()));
+  return synth::writeContainerCalibration(*c, o);
+}
+std::vector<uint8_t> cut(std::vector<uint8_t> bytes, size_t size) {
+  bytes.resize(size);
+  return bytes;
+}
+std::vector<uint8_t> text(const char* s, size_t n) {
+  return std::vector<uint8_t>(s, s + n);
+}
+std::vector<uint8_t> randomBytes(size_t n, uint64_t seed) {
+  synth::SplitMix rng(seed);
+  std::vector<uint8_t> b(n);
+  for (uint8_t& v : b) v = static_cast<uint8_t>(rng.next() >> 56);
+  return b;
+}
+
+// An engine call on an engine made from `options`.
+std::function<Outcome()> onEngine(
+    std::function<KelvoraStatus(IKelvora&)> call,
+    synth::SyntheticCalibrationOptions options = hardening::smallOptions()) {
+  return [call, options] {
+    hardening::EnginePtr e = hardening::engineFor(hardening::containerBlob(options));
+    if (!e) return Outcome{KelvoraStatus::CALIBRATION_ERROR, 0xFFFFFFFFu, "no engine"};
+    return hardening::captured([&] { return call(*e); });
+  };
+}
+
+Configuration withUnsigned(Configuration c, ParameterKey key, unsigned int value) {
+  Parameter p = c.getParameterByKey(key);
+  p.setValue(ParameterValue(value));
+  c.setParameter(p);
+  return c;
+}
+
+// The container reader announces its body on stdout.
+constexpr const char* kBodyMessage = "enter =====  kelvora_readTavelCalibrationBody ============";
+
+const std::vector<BadInputRow>& rows() {
+  static const std::vector<BadInputRow> table = {
+      {"empty blob", "getKelvora", blob([] { return std::vector<uint8_t>{}; }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, "Start converting!"},
+      {"one byte", "getKelvora", blob([] { return std::vector<uint8_t>{0x5A}; }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, "Start converting!"},
+      {"`ZYNSCL` without its terminator (6 bytes)", "getKelvora",
+       blob([] { return text("ZYNSCL", 6); }), KelvoraStatus::CALIBRATION_ERROR,
+       status::kStreamTooShort, "Start converting!"},
+      {"container magic alone (7 bytes)", "getKelvora", blob([] { return text("ZYNSCL", 7); }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, ""},
+      {"container cut after 100 bytes", "getKelvora", blob([] { return cut(container(), 100); }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, ""},
+      {"container cut in half", "getKelvora", blob([] {
+         std::vector<uint8_t> b = container();
+         return cut(b, b.size() / 2);
+       }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, kBodyMessage},
+      {"container without its last byte", "getKelvora", blob([] {
+         std::vector<uint8_t> b = container();
+         return cut(b, b.size() - 1);
+       }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, kBodyMessage},
+      {"container announcing 65535 frequencies", "getKelvora", blob([] {
+         synth::ContainerWriterOptions o;
+         o.frequencyCount = 0xFFFF;
+         return containerWith(o);
+       }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kUnsupported, ""},
+      {"container announcing 4 frequencies", "getKelvora", blob([] {
+         synth::ContainerWriterOptions o;
+         o.frequencyCount = 4;
+         return containerWith(o);
+       }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kUnsupported, ""},
+      {"container whose root header claims 65535 x 65535 pixels", "getKelvora", blob([] {
+         synth::ContainerWriterOptions o;
+         o.dimension0 = 65535;
+         o.dimension1 = 65535;
+         return containerWith(o);
+       }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, ""},
+      {"container whose root header (1 pixel) disagrees with its region of interest", "getKelvora",
+       blob([] {
+         synth::ContainerWriterOptions o;
+         o.dimension0 = 1;
+         o.dimension1 = 1;
+         return containerWith(o);
+       }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kUnsupported, kBodyMessage},
+      {"legacy blob cut in half", "getKelvora", blob([] {
+         std::vector<uint8_t> b = hardening::legacyBlob();
+         return cut(b, b.size() / 2);
+       }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, "Start converting!"},
+      {"legacy blob without its last byte", "getKelvora", blob([] {
+         std::vector<uint8_t> b = hardening::legacyBlob();
+         return cut(b, b.size() - 1);
+       }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, "Start converting!"},
+      {"complete block-format blob (the catch-all legacy handler comes first)", "getKelvora",
+       blob([] {
+         hardening::RecordPtr c(synth::makeSyntheticCalibration(hardening::smallOptions()));
+         return synth::writeBlockCalibration(*c);
+       }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, "Start converting!"},
+      {"1 MiB of random bytes", "getKelvora", blob([] { return randomBytes(1u << 20, 5); }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kUnsupported, "Start converting!"},
+      {"redirected point cloud one element short", "reconfigure", onEngine([](IKelvora& e) {
+         static std::vector<float> target;
+         const uint32_t need = 4 * e.getWidth() * e.getHeight() - 1;
+         target.assign(need, 0.0f);
+         Configuration c = e.configuration();
+         Configuration::OutputRedirector<POINT_CLOUD> r;
+         r.setRedirection(ArrayReference<float>(target.data(), need));
+         c.setOutputRedirection(r);
+         return e.reconfigure(c);
+       }),
+       KelvoraStatus::OUTPUT_TARGET_TOO_SMALL, 0, ""},
+      {"first frequency set to one the calibration lacks", "reconfigure", onEngine([](IKelvora& e) {
+         return e.reconfigure(withUnsigned(e.configuration(), FREQUENCY_1, 12345u));
+       }),
+       KelvoraStatus::INITIALIZATION_FAILED,
+       static_cast<uint32_t>(status::kInitFrequencyNotCalibrated), ""},
+      {"key the engine hides (`NUM_FREQS`, one-frequency calibration)",
+       "Configuration::setParameters",
+       onEngine(
+           [](IKelvora& e) {
+             Configuration c = e.configuration();
+             ArrayHolder<Parameter> one(1);
+             one[0] = getAllParameters().at(NUM_FREQS);
+             return c.setParameters(ImmutableField<Parameter>(one));
+           },
+           [] {
+             synth::SyntheticCalibrationOptions o = hardening::smallOptions();
+             o.frequencies = {60240000u};
+             return o;
+           }()),
+       KelvoraStatus::UNKNOWN_PARAMETER, static_cast<uint32_t>(NUM_FREQS), ""},
+      {"custom field 128 of a container calibration (it has none)",
+       "copyCalibrationFieldImpl(CUSTOM)", onEngine([](IKelvora& e) {
+         ArrayHolder<unsigned char> out;
+         return e.copyCalibrationFieldImpl(CUSTOM, out, 128);
+       }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kUnknownField, ""},
+  };
+  return table;
+}
+
+const char* codeName(KelvoraStatus::Code c) {
+  switch (c) {
+    case KelvoraStatus::SUCCESS:
+      return "SUCCESS";
+    case KelvoraStatus::OUTPUT_TARGET_TOO_SMALL:
+      return "OUTPUT_TARGET_TOO_SMALL";
+    case KelvoraStatus::CALIBRATION_ERROR:
+      return "CALIBRATION_ERROR";
+    case KelvoraStatus::UNKNOWN_PARAMETER:
+      return "UNKNOWN_PARAMETER";
+    case KelvoraStatus::INITIALIZATION_FAILED:
+      return "INITIALIZATION_FAILED";
+  }
+  return "?";
+}
+
+std::string detailText(uint32_t detail) {
+  char buffer[16];
+  std::snprintf(buffer, sizeof buffer, status::isError(detail) ? "0x%08X" : "%u", detail);
+  return buffer;
+}
+
+std::string markdownTable() {
+  std::ostringstream s;
+  s << "| Input | Call | Status | Detail | Printed |\n";
+  s << "|---|---|---|---|---|\n";
+  for (const BadInputRow& r : rows()) {
+    s << "| " << r.input << " | `" << r.call << "` | `" << codeName(r.code) << "` | "
+      << detailText(r.detail) << " | " << (*r.printed != 0 ? r.printed : "(nothing)") << " |\n";
+  }
+  return s.str();
+}
+
+class BadInput : public ::testing::TestWithParam<size_t> {};
+
+TEST_P(BadInput, GivesTheStatusAndMessageOfItsRow) {
+  const BadInputRow& row = rows()[GetParam()];
+  const Outcome got = row.run();
+  EXPECT_EQ(got.code, row.code) << row.input;
+  EXPECT_EQ(detailText(got.detail), detailText(row.detail)) << row.input;
+  EXPECT_EQ(got.printed, row.printed) << row.input;
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, BadInput, ::testing::Range<size_t>(0, rows().size()));
+
+TEST(BadInputTable, MatchesTheReliabilityDocument) {
+  const std::string path = std::string(KELVORA_SOURCE_DIR) + "/docs/RELIABILITY.md";
+  std::ifstream in(path);
+  ASSERT_TRUE(in) << path;
+  std::stringstream whole;
+  whole << in.rdbuf();
+  const std::string doc = whole.str();
+  const std::string begin = "<!-- bad-input-table:begin -->\n";
+  const std::string end = "<!-- bad-input-table:end -->";
+  const size_t b = doc.find(begin);
+  const size_t e = doc.find(end);
+  ASSERT_NE(b, std::string::npos);
+  ASSERT_NE(e, std::string::npos);
+  const std::string inDoc = doc.substr(b + begin.size(), e - b - begin.size());
+  EXPECT_EQ(inDoc, markdownTable()) << "table for " << path << ":\n" << markdownTable();
+}
+
+}  // namespace
+}  // namespace kelvora

@@ -12,15 +12,9 @@
 # accumulate in $KELVORA_FUZZ_DIR/corpus-run/<target>/, crash reproducers in
 # $KELVORA_FUZZ_DIR/artifacts/; the executions reached are printed per target.
 set -euo pipefail
-KELVORA_ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-KELVORA_JOBS="${KELVORA_JOBS:-2}"
+# shellcheck source=scripts/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$KELVORA_ROOT"
-section() { printf '\n==== %s ====\n' "$*"; }
-note() { printf -- '-- %s\n' "$*"; }
-die() {
-  printf 'error: %s\n' "$*" >&2
-  exit 1
-}
 
 seconds="${1:-${KELVORA_FUZZ_SECONDS:-20}}"
 shift || true

@@ -12,7 +12,7 @@
 #   bench     short Google Benchmark run (not part of "all")
 #
 # Environment: KELVORA_JOBS (default 2), KELVORA_FUZZ_SECONDS (per target,
-# default 30), KELVORA_SKIP_SETUP=1 to skip the package check.
+# default 20), KELVORA_SKIP_SETUP=1 to skip the package check.
 set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -176,42 +176,9 @@ mode_fuzz() {
     note "skipped: no fuzz targets yet (fuzz/CMakeLists.txt does not exist)"
     return 0
   fi
-  configure build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
-    -DKELVORA_BUILD_FUZZERS=ON -DKELVORA_SANITIZE=ON -DKELVORA_BUILD_TESTS=OFF \
-    -DKELVORA_BUILD_BENCHMARKS=OFF -DKELVORA_BUILD_TOOLS=OFF -DKELVORA_FORCE_SCALAR=OFF
-  build build-fuzz
-
-  # Every executable the fuzz folder builds is a libFuzzer target. Seeds come
-  # from fuzz/corpus/<target>/ in the tree and build-fuzz/fuzz/corpus/<target>/
-  # (where a target may write generated ones); new inputs go to a scratch folder.
-  local seconds="${KELVORA_FUZZ_SECONDS:-30}"
-  local targets=()
-  while IFS= read -r exe; do targets+=("$exe"); done < <(
-    find build-fuzz/fuzz -maxdepth 1 -type f -executable | sort)
-  if [ "${#targets[@]}" -eq 0 ]; then
-    note "skipped: the fuzz folder builds no targets yet"
-    return 0
-  fi
-  local exe name scratch log
-  for exe in "${targets[@]}"; do
-    name="$(basename "$exe")"
-    scratch="build-fuzz/corpus-run/$name"
-    log="build-fuzz/$name.log"
-    rm -rf "$scratch"
-    mkdir -p "$scratch"
-    local corpora=("$scratch")
-    for seeds in "fuzz/corpus/$name" "build-fuzz/fuzz/corpus/$name"; do
-      if [ -d "$seeds" ]; then corpora+=("$seeds"); fi
-    done
-    note "$name: ${seconds} s"
-    if ! "$exe" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
-      "${corpora[@]}" >"$log" 2>&1; then
-      tail -n 60 "$log" >&2
-      die "fuzz target $name failed (log: $log)"
-    fi
-    grep -E '^#[0-9]+[[:space:]]+DONE' "$log" | tail -n 1 || tail -n 1 "$log"
-  done
+  # Builds build-fuzz and runs every target for KELVORA_FUZZ_SECONDS (20 s
+  # by default here: seven targets, under three minutes).
+  KELVORA_FUZZ_SECONDS="${KELVORA_FUZZ_SECONDS:-20}" scripts/fuzz.sh
 }
 
 mode_bench() {

@@ -21,7 +21,7 @@ programs=(kelvora_engine_tests kelvora_interface_tests kelvora_hardening_tests)
 cmake --build "$dir" -j "$jobs" --target "${programs[@]}"
 
 memcheck=(valgrind --tool=memcheck --leak-check=full --show-leak-kinds=all
-  --errors-for-leak-kinds=definite,indirect,possible --error-exitcode=99 --track-origins=yes
+  "--errors-for-leak-kinds=definite,indirect,possible" --error-exitcode=99 --track-origins=yes
   --num-callers=30)
 status=0
 for p in "${programs[@]}"; do

@@ -42,6 +42,18 @@ void putValues(std::vector<uint8_t>& b, uint32_t at, const T* values, uint32_t c
   std::memcpy(b.data() + at, values, sizeof(T) * count);
 }
 
+// The layout's fixed number of slots from a record that may hold fewer
+// values: only the record's own are copied (its buffers have room for more,
+// but nothing in them), the other slots are zero. A zero model term adds
+// exactly nothing, so the blob describes the record's model.
+template <class T>
+void putSlots(std::vector<uint8_t>& b, uint32_t at, const T* values, uint32_t have,
+              uint32_t slots) {
+  const uint32_t copied = have < slots ? have : slots;
+  putValues(b, at, values, copied);
+  std::memset(b.data() + at + sizeof(T) * copied, 0, sizeof(T) * (slots - copied));
+}
+
 // Phase-noise codes of one frequency; returns the first byte after them.
 uint32_t putFppn(std::vector<uint8_t>& b, uint32_t at, const float* fppn, uint32_t pixels,
                  const LegacyFrequencyEncoding& e) {
@@ -63,19 +75,20 @@ uint32_t putFppn(std::vector<uint8_t>& b, uint32_t at, const float* fppn, uint32
 }
 
 void putGroup(std::vector<uint8_t>& b, uint32_t group, const KelvoraCalibrationFrequency& f) {
-  putValues(b, group + kTempCompensation.offset, f.tempCompensation, kTempCompensationCount);
-  putValues(b, group + kNoiseParameters.offset, f.noiseParameters, kNoiseParameterCount);
-  putValues(b, group + kPhaseWigglingAmplitude.offset, f.phaseWiggling.amplitude,
-            kPhaseWigglingTerms);
-  putValues(b, group + kPhaseWigglingHarmonic.offset, f.phaseWiggling.harmonic,
-            kPhaseWigglingTerms);
-  putValues(b, group + kPhaseWigglingPhase.offset, f.phaseWiggling.phase, kPhaseWigglingTerms);
-  putValues(b, group + kAmplitudeWigglingAmplitude.offset, f.amplitudeWiggling.amplitude,
-            kAmplitudeWigglingTerms);
-  putValues(b, group + kAmplitudeWigglingHarmonic.offset, f.amplitudeWiggling.harmonic,
-            kAmplitudeWigglingTerms);
-  putValues(b, group + kAmplitudeWigglingPhase.offset, f.amplitudeWiggling.phase,
-            kAmplitudeWigglingTerms);
+  putSlots(b, group + kTempCompensation.offset, f.tempCompensation, f.tempCompensationCount,
+           kTempCompensationCount);
+  putSlots(b, group + kNoiseParameters.offset, f.noiseParameters, f.noiseParameterCount,
+           kNoiseParameterCount);
+  const KelvoraWiggling& p = f.phaseWiggling;
+  putSlots(b, group + kPhaseWigglingAmplitude.offset, p.amplitude, p.count, kPhaseWigglingTerms);
+  putSlots(b, group + kPhaseWigglingHarmonic.offset, p.harmonic, p.count, kPhaseWigglingTerms);
+  putSlots(b, group + kPhaseWigglingPhase.offset, p.phase, p.count, kPhaseWigglingTerms);
+  const KelvoraWiggling& a = f.amplitudeWiggling;
+  putSlots(b, group + kAmplitudeWigglingAmplitude.offset, a.amplitude, a.count,
+           kAmplitudeWigglingTerms);
+  putSlots(b, group + kAmplitudeWigglingHarmonic.offset, a.harmonic, a.count,
+           kAmplitudeWigglingTerms);
+  putSlots(b, group + kAmplitudeWigglingPhase.offset, a.phase, a.count, kAmplitudeWigglingTerms);
 }
 
 }  // namespace

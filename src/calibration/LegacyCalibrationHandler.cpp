@@ -66,7 +66,9 @@ uint32_t planLayout(const uint8_t* data, uint32_t size, LegacyLayout* layout) {
   layout->roi[3] = static_cast<uint32_t>(static_cast<int32_t>(heightMinusOne) + 1);
   // The record holds one sensor's pixels and the layout has room for no more.
   const uint64_t pixels = static_cast<uint64_t>(layout->roi[2]) * layout->roi[3];
-  if (pixels > kLegacyPixelCount) return status::kUnsupported;
+  // An empty region of interest is refused like one larger than the sensor:
+  // an engine of zero pixels has no frame to process.
+  if (pixels == 0 || pixels > kLegacyPixelCount) return status::kUnsupported;
   layout->pixels = static_cast<uint32_t>(pixels);
 
   FrequencyLayout& f0 = layout->frequency[0];

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "calibration/LegacyLayout.hpp"
 #include "core/StatusCodes.hpp"
 #include "hardening/HardeningSupport.hpp"
 #include "interface/ParameterRegistry.hpp"
@@ -140,12 +141,19 @@ const std::vector<BadInputRow>& rows() {
          return cut(b, b.size() - 1);
        }),
        KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, "Start converting!"},
+      {"legacy blob with a region of interest 0 pixels wide", "getKelvora", blob([] {
+         std::vector<uint8_t> b = hardening::legacyBlob();
+         b[legacy::kRoiWidth] = 0;
+         b[legacy::kRoiWidth + 1] = 0;
+         return b;
+       }),
+       KelvoraStatus::CALIBRATION_ERROR, status::kUnsupported, "Start converting!"},
       {"complete block-format blob (the catch-all legacy handler comes first)", "getKelvora",
        blob([] {
          hardening::RecordPtr c(synth::makeSyntheticCalibration(hardening::smallOptions()));
          return synth::writeBlockCalibration(*c);
        }),
-       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, "Start converting!"},
+       KelvoraStatus::CALIBRATION_ERROR, status::kUnsupported, "Start converting!"},
       {"1 MiB of random bytes", "getKelvora", blob([] { return randomBytes(1u << 20, 5); }),
        KelvoraStatus::CALIBRATION_ERROR, status::kUnsupported, "Start converting!"},
       {"redirected point cloud one element short", "reconfigure", onEngine([](IKelvora& e) {

@@ -76,6 +76,8 @@ class Kelvora : public IKelvora {
   template <template <class> class Container>
   KelvoraStatus processIntensityFrom(const Input<Container, 2>& input);
   template <template <class> class Container>
+  KelvoraStatus processWholeFrom(const Input<Container, 2>& input);
+  template <template <class> class Container>
   KelvoraStatus processModFramesFrom(const Input<Container, 2>& input, ParameterKey frequency);
   template <class T>
   KelvoraStatus copyCalibrationFieldAs(CalibrationField field, ArrayHolder<T>& out,

@@ -65,7 +65,10 @@ KelvoraStatus Kelvora::combineResults() {
   return KelvoraStatus{};
 }
 
-KelvoraStatus Kelvora::processWhole(const Input<ArrayHolder, 2>& in) {
+// Every step goes through the virtual slots, so a derived engine's override
+// of one step is used by the whole frame set.
+template <template <class> class Container>
+KelvoraStatus Kelvora::processWholeFrom(const Input<Container, 2>& in) {
   processIntensity(in);
   if (parameters_.numFreqs >= 1) {
     processModFramesImpl(in, FREQUENCY_1);
@@ -75,14 +78,12 @@ KelvoraStatus Kelvora::processWhole(const Input<ArrayHolder, 2>& in) {
   return KelvoraStatus{};
 }
 
+KelvoraStatus Kelvora::processWhole(const Input<ArrayHolder, 2>& in) {
+  return processWholeFrom(in);
+}
+
 KelvoraStatus Kelvora::processWhole(const Input<ArrayReference, 2>& in) {
-  processIntensity(in);
-  if (parameters_.numFreqs >= 1) {
-    processModFramesImpl(in, FREQUENCY_1);
-    if (parameters_.numFreqs >= 2) processModFramesImpl(in, FREQUENCY_2);
-    combineResults();
-  }
-  return KelvoraStatus{};
+  return processWholeFrom(in);
 }
 
 void Kelvora::resultsImpl(ResultType type, ArrayReference<float>& out) {

@@ -14,7 +14,7 @@
 #   bench     short Google Benchmark run (not part of "all")
 #
 # Environment: KELVORA_JOBS (default 2), KELVORA_FUZZ_SECONDS (per target,
-# default 20), KELVORA_SKIP_SETUP=1 to skip the package check.
+# default 10), KELVORA_SKIP_SETUP=1 to skip the package check.
 set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"

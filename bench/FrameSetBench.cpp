@@ -26,42 +26,18 @@
 #include "filters/MultipathFlags.hpp"
 #include "filters/PointCloud.hpp"
 #include "filters/StrayLight.hpp"
+#include "synthetic/DefaultParameters.hpp"
 #include "synthetic/SceneRenderer.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
 
 namespace kelvora {
 namespace {
 
-// The parameter registry's processing defaults.
+// The parameter registry's processing defaults, with exposure limits that
+// give the auto exposure room.
 KelvoraParameter defaultSwitches(uint32_t width, uint32_t height) {
-  KelvoraParameter p{};
-  p.amplitudeThreshold = 0.5f;
-  p.consistencyTolerance = 1.2f;
-  p.noiseThreshold = 0.07f;
-  p.adaptiveNoiseFilterType = 2;
-  p.exposureReferenceAmplitude = 1200.0f;
-  p.flyingPixelF0 = 0.018f;
-  p.flyingPixelF1 = 0.14f;
-  p.flyingPixelFarDist = 4.5f;
-  p.flyingPixelNearDist = 1.0f;
-  p.mpiAmplitudeThreshold = 0.3f;
-  p.mpiDistanceThreshold = 0.1f;
-  p.mpiNoiseDistance = 3.0f;
-  p.saturationThresholdLower = 400;
-  p.saturationThresholdUpper = 3750;
-  p.useAdaptiveNoiseFilter = true;
-  p.useAutoExposure = true;
-  p.useRemoveFlyingPixel = true;
-  p.useMPIFlagAverage = true;
-  p.useMPIFlagAmplitude = true;
-  p.useMPIFlagDistance = true;
-  p.useValidateImage = true;
-  p.useSparsePointCloud = false;
-  p.height = height;
-  p.width = width;
-  p.numFreqs = 2;
-  p.freq1 = 80320000u;
-  p.freq2 = 60240000u;
+  KelvoraParameter p = synth::defaultCoreParameters(width, height);
+  p.useRemoveStrayLight = false;
   p.exposureLimitLower = 100;
   p.exposureLimitUpper = 4000;
   return p;

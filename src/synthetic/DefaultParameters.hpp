@@ -1,0 +1,12 @@
+#pragma once
+// The parameter registry's processing defaults as a core parameter record,
+// for code that drives the core without the front end (tests, benchmarks).
+#include <cstdint>
+
+#include "core/KelvoraParameter.hpp"
+
+namespace kelvora::synth {
+
+KelvoraParameter defaultCoreParameters(uint32_t width, uint32_t height);
+
+}  // namespace kelvora::synth

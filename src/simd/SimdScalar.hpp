@@ -108,9 +108,12 @@ inline VF NegMulAdd(VF a, VF b, VF c) {
   return Sub(c, Mul(a, b));
 }
 
-inline VI TruncateToInt(VF a) {
-  KELVORA_SCALAR_MAP(VI, static_cast<int32_t>(a.v[i]));
+// NaN and values outside the int32 range give INT32_MIN, as the x86
+// conversion does (a plain cast would be undefined there).
+inline int32_t truncateLane(float x) {
+  return (x > -2147483904.0f && x < 2147483648.0f) ? static_cast<int32_t>(x) : INT32_MIN;
 }
+inline VI TruncateToInt(VF a) { KELVORA_SCALAR_MAP(VI, truncateLane(a.v[i])); }
 inline VF ConvertToFloat(VI a) {
   KELVORA_SCALAR_MAP(VF, static_cast<float>(a.v[i]));
 }

@@ -83,6 +83,8 @@ class Kelvora : public IKelvora {
   KelvoraStatus copyCalibrationFieldAs(CalibrationField field, ArrayHolder<T>& out,
                                        int customId) const;
   uint32_t pixelCount() const;
+  // The proxy of a float result kind; aborts for any other kind.
+  const ResultProxy<float>* floatProxy(ResultType type) const;
   uint32_t requiredElements(ResultType type) const;
 
   using CalibrationOwner = std::unique_ptr<KelvoraCalibration, void (*)(KelvoraCalibration*)>;

@@ -17,6 +17,23 @@ constexpr const char* kUnhandledResultType = "ResultType enumeration not handled
 
 }  // namespace
 
+const ResultProxy<float>* Kelvora::floatProxy(ResultType type) const {
+  switch (type) {
+    case POINT_CLOUD:
+      return &pointCloud_;
+    case AMPLITUDE:
+      return &amplitude_;
+    case NOISE:
+      return &noise_;
+    case INTENSITY:
+      return &intensity_;
+    case DISTANCE:
+      return &distance_;
+    default:
+      abortWithMessage(kUnhandledResultType);
+  }
+}
+
 template <template <class> class Container>
 KelvoraStatus Kelvora::processIntensityFrom(const Input<Container, 2>& in) {
   input_.exposureTimes[0] = in.intensityExposureTime;
@@ -87,26 +104,7 @@ KelvoraStatus Kelvora::processWhole(const Input<ArrayReference, 2>& in) {
 }
 
 void Kelvora::resultsImpl(ResultType type, ArrayReference<float>& out) {
-  const ResultProxy<float>* proxy = nullptr;
-  switch (type) {
-    case POINT_CLOUD:
-      proxy = &pointCloud_;
-      break;
-    case AMPLITUDE:
-      proxy = &amplitude_;
-      break;
-    case NOISE:
-      proxy = &noise_;
-      break;
-    case INTENSITY:
-      proxy = &intensity_;
-      break;
-    case DISTANCE:
-      proxy = &distance_;
-      break;
-    default:
-      abortWithMessage(kUnhandledResultType);
-  }
+  const ResultProxy<float>* proxy = floatProxy(type);
   out = ArrayReference<float>(proxy->target->data(), proxy->target->size());
 }
 
@@ -121,26 +119,7 @@ void Kelvora::resultsImpl(ResultType type, ArrayReference<unsigned int>& out) {
 }
 
 void Kelvora::resultsImpl(ResultType type, ImmutableField<float>& out) const {
-  const ResultProxy<float>* proxy = nullptr;
-  switch (type) {
-    case POINT_CLOUD:
-      proxy = &pointCloud_;
-      break;
-    case AMPLITUDE:
-      proxy = &amplitude_;
-      break;
-    case NOISE:
-      proxy = &noise_;
-      break;
-    case INTENSITY:
-      proxy = &intensity_;
-      break;
-    case DISTANCE:
-      proxy = &distance_;
-      break;
-    default:
-      abortWithMessage(kUnhandledResultType);
-  }
+  const ResultProxy<float>* proxy = floatProxy(type);
   out.reset(*proxy->target);
 }
 

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "calibration/HandlerPsfAndDirections.hpp"
@@ -26,6 +28,7 @@
 #include "filters/MultipathFlags.hpp"
 #include "filters/PointCloud.hpp"
 #include "filters/StrayLight.hpp"
+#include "simd/WideVectors.hpp"
 #include "synthetic/DefaultParameters.hpp"
 #include "synthetic/SceneRenderer.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
@@ -115,11 +118,35 @@ void perPixel(benchmark::State& state, uint32_t n, const char* name = "ns_per_pi
       benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
+// Chooses the x86 AVX2 forms of the hot stages (avx2:1) or the four-lane ones
+// (avx2:0) for one benchmark and restores the default afterwards.
+class WideVectorChoice {
+ public:
+  WideVectorChoice(benchmark::State& state, int64_t want)
+      : previous_(simd::setWideVectorsEnabled(want != 0)) {
+    ok_ = simd::wideVectorsEnabled() == (want != 0);
+    if (!ok_) state.SkipWithError("no AVX2 forms on this machine");
+  }
+  ~WideVectorChoice() { simd::setWideVectorsEnabled(previous_); }
+  WideVectorChoice(const WideVectorChoice&) = delete;
+  WideVectorChoice& operator=(const WideVectorChoice&) = delete;
+  bool ok() const { return ok_; }
+
+ private:
+  bool previous_;
+  bool ok_ = false;
+};
+
 void sizes(benchmark::internal::Benchmark* b) {
-  b->ArgNames({"w", "h"})->Args({224, 172})->Args({640, 480})->Unit(benchmark::kMicrosecond);
+  b->ArgNames({"w", "h", "avx2"})->Unit(benchmark::kMicrosecond);
+  for (const auto& [w, h] : {std::pair<int64_t, int64_t>{224, 172}, {640, 480}}) {
+    b->Args({w, h, 0})->Args({w, h, 1});
+  }
 }
 
 void BM_FrameSet(benchmark::State& state) {
+  const WideVectorChoice wide(state, state.range(2));
+  if (!wide.ok()) return;
   FrameSet s(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)), false);
   for (auto _ : state) {
     s.processWhole();
@@ -229,7 +256,8 @@ void BM_FrameSetStage(benchmark::State& state) {
     state.SkipWithError("no stray-light kernel");
     return;
   }
-  state.SetLabel(kStageNames[stage]);
+  state.SetLabel(std::string(kStageNames[stage]) +
+                 (simd::wideVectorsEnabled() ? " (avx2 where available)" : ""));
   // Stages that work in place (stray light, the filters) see their own output
   // again; restore the frame set's state now and then so they keep working on
   // realistic data. The restore is not timed.
@@ -257,6 +285,8 @@ BENCHMARK(BM_FrameSetStage)->Apply(stages);
 // Unscrambling, the per-pixel stage and the unwrapping of both frequencies,
 // as the drivers run them, per pixel and frequency.
 void BM_FrameSetRawToDistance(benchmark::State& state) {
+  const WideVectorChoice wide(state, state.range(2));
+  if (!wide.ok()) return;
   FrameSet s(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)), false);
   for (auto _ : state) {
     for (uint32_t f = 0; f < 2; ++f) {

@@ -14,6 +14,15 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(kelvora_options INTERFACE -mfpu=neon)
   endif()
 endif()
+# The AVX2 forms need GCC or Clang (per-file target flags and the processor
+# check) and make no sense with the scalar backend forced.
+set(KELVORA_WIDE_X86 OFF)
+if(KELVORA_WIDE_VECTORS AND NOT KELVORA_FORCE_SCALAR
+   AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$"
+   AND CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+  set(KELVORA_WIDE_X86 ON)
+  target_compile_definitions(kelvora_options INTERFACE KELVORA_WIDE_X86=1)
+endif()
 if(KELVORA_FORCE_SCALAR)
   target_compile_definitions(kelvora_options INTERFACE KELVORA_FORCE_SCALAR=1)
 endif()

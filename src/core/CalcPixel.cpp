@@ -5,6 +5,7 @@
 #include "core/KelvoraIntermediate.hpp"
 #include "core/KelvoraOutput.hpp"
 #include "core/KelvoraParameter.hpp"
+#include "simd/WideVectors.hpp"
 
 namespace kelvora {
 
@@ -51,7 +52,12 @@ void calcPixel(const KelvoraInput* input, const KelvoraParameter* parameters,
   b.distance = probe.distance;
   b.distanceNoise = probe.distanceNoise;
   b.flags = output->flags;
-  CalcPixelRun(simd::NativeTag(), c, b, pixelCountOf(*parameters));
+  const uint32_t n = pixelCountOf(*parameters);
+  uint32_t done = 0;
+#if defined(KELVORA_WIDE_X86)
+  if (simd::wideVectorsEnabled()) done = calcPixelWideGroupsAvx2(c, b, n);
+#endif
+  CalcPixelRun(simd::NativeTag(), c, calcPixelBuffersFrom(b, done), n - done);
 }
 
 }  // namespace kelvora

@@ -185,9 +185,10 @@ void CalcPixelBlock(D d, const CalcPixelConstants& c, const CalcPixelBuffers& bu
                     uint32_t start, uint32_t end) {
   const CalcPixelBuffers b = buffers;  // a local copy: its pointers stay in registers
 
+  constexpr uint32_t kStep = static_cast<uint32_t>(D::kLanes);
   const auto half = Set(d, 0.5f);
   const auto amplitudeFloor = Set(d, kAmplitudeFloor);
-  for (uint32_t i = start; i < end; i += 4) {
+  for (uint32_t i = start; i < end; i += kStep) {
     const auto imag = LoadU(d, b.imag + i);
     const auto real = LoadU(d, b.real + i);
     StoreU(Mul(half, Sqrt(Add(Add(Mul(imag, imag), Mul(real, real)), amplitudeFloor))), d,
@@ -207,7 +208,7 @@ void CalcPixelBlock(D d, const CalcPixelConstants& c, const CalcPixelBuffers& bu
   const auto temperatureOffset = Set(d, c.temperatureOffset);
   const auto inconsistent = SetU(d, flags::kInconsistent);
   const auto lowSignal = SetU(d, flags::kLowSignal);
-  for (uint32_t i = start; i < end; i += 4) {
+  for (uint32_t i = start; i < end; i += kStep) {
     const auto amplitude = LoadU(d, b.amplitude + i);
     const auto phase = LoadU(d, b.phase + i);
     auto f = LoadU32(d, b.flags + i);
@@ -233,7 +234,8 @@ void CalcPixelBlock(D d, const CalcPixelConstants& c, const CalcPixelBuffers& bu
   }
 }
 
-// count must be a multiple of 4; every buffer holds at least count elements.
+// count must be a multiple of the backend's lane count; every buffer holds at
+// least count elements.
 template <class D>
 void CalcPixelKernel(D d, const CalcPixelConstants& c, const CalcPixelBuffers& b, uint32_t count) {
   for (uint32_t start = 0; start < count; start += kCalcPixelBlock) {
@@ -242,34 +244,50 @@ void CalcPixelKernel(D d, const CalcPixelConstants& c, const CalcPixelBuffers& b
   }
 }
 
+// The buffers from pixel `offset` on (the wiggling tables stay whole).
+inline CalcPixelBuffers calcPixelBuffersFrom(const CalcPixelBuffers& b, uint32_t offset) {
+  CalcPixelBuffers r = b;
+  r.imag += offset;
+  r.real += offset;
+  r.asymmetry += offset;
+  r.intensity += offset;
+  r.fppn += offset;
+  r.amplitude += offset;
+  r.phase += offset;
+  r.rawNoise += offset;
+  r.phaseNoise += offset;
+  r.normAmplitude += offset;
+  r.distance += offset;
+  r.distanceNoise += offset;
+  r.flags += offset;
+  return r;
+}
+
 // Runs the kernel over n pixels. Intermediate buffers are padded to whole
 // groups of four; the calibration's fppn and the output flags (which may be a
 // caller's array of exactly n) are not, so their last partial group is staged.
 template <class D>
 void CalcPixelRun(D d, const CalcPixelConstants& c, const CalcPixelBuffers& b, uint32_t n) {
+  static_assert(D::kLanes == 4, "the staged tail is one group of four");
   const uint32_t whole = n & ~3u;
   CalcPixelKernel(d, c, b, whole);
   if (whole == n) return;
   float fppnTail[4] = {0.0f, 0.0f, 0.0f, 0.0f};
   for (uint32_t i = whole; i < n; ++i) fppnTail[i - whole] = b.fppn[i];
-  CalcPixelBuffers tail = b;
-  tail.imag += whole;
-  tail.real += whole;
-  tail.asymmetry += whole;
-  tail.intensity += whole;
-  tail.fppn = fppnTail;
-  tail.amplitude += whole;
-  tail.phase += whole;
-  tail.rawNoise += whole;
-  tail.phaseNoise += whole;
-  tail.normAmplitude += whole;
-  tail.distance += whole;
-  tail.distanceNoise += whole;
   uint32_t flagsTail[4] = {0u, 0u, 0u, 0u};
   for (uint32_t i = whole; i < n; ++i) flagsTail[i - whole] = b.flags[i];
+  CalcPixelBuffers tail = calcPixelBuffersFrom(b, whole);
+  tail.fppn = fppnTail;
   tail.flags = flagsTail;
   CalcPixelKernel(d, c, tail, 4);
   for (uint32_t i = whole; i < n; ++i) b.flags[i] = flagsTail[i - whole];
 }
+
+#if defined(KELVORA_WIDE_X86)
+// The whole groups of eight of n pixels on the AVX2 backend
+// (CalcPixelAvx2.cpp); returns how many pixels it did.
+uint32_t calcPixelWideGroupsAvx2(const CalcPixelConstants& c, const CalcPixelBuffers& b,
+                                 uint32_t n);
+#endif
 
 }  // namespace kelvora

@@ -1,5 +1,7 @@
 #include "core/TwoFrequencyUnwrap.hpp"
 
+#include "simd/WideVectors.hpp"
+
 namespace kelvora {
 
 uint32_t zyn_extendedGCD(uint32_t a, uint32_t b, uint32_t* x, uint32_t* y) {
@@ -46,8 +48,15 @@ void calc2Freq_arm(uint32_t n, const float* dA, const float* dB, const float* no
                    float* differenceOut, float* noiseOut) {
   const TwoFrequencyConstants c = twoFrequencyConstants(f1, f2);
   if (!c.valid) return;
-  Calc2FreqRun(simd::NativeTag(), c, n, dA, dB, noiseA, noiseB, distanceOut, differenceOut,
-               noiseOut);
+  uint32_t done = 0;
+#if defined(KELVORA_WIDE_X86)
+  if (simd::wideVectorsEnabled()) {
+    done =
+        calc2FreqWideGroupsAvx2(c, n, dA, dB, noiseA, noiseB, distanceOut, differenceOut, noiseOut);
+  }
+#endif
+  Calc2FreqRun(simd::NativeTag(), c, n - done, dA + done, dB + done, noiseA + done, noiseB + done,
+               distanceOut + done, differenceOut + done, noiseOut + done);
 }
 
 }  // namespace kelvora

@@ -41,7 +41,7 @@ struct TwoFrequencyConstants {
 
 TwoFrequencyConstants twoFrequencyConstants(uint32_t f1, uint32_t f2);
 
-// count must be a multiple of 4.
+// count must be a multiple of the backend's lane count.
 template <class D>
 void Calc2FreqKernel(D d, const TwoFrequencyConstants& c, uint32_t count, const float* dA,
                      const float* dB, const float* noiseA, const float* noiseB, float* distanceOut,
@@ -55,7 +55,7 @@ void Calc2FreqKernel(D d, const TwoFrequencyConstants& c, uint32_t count, const 
   const auto K = Set(d, c.K);
   const auto plusHalf = Set(d, 0.5f);
   const auto minusHalf = Set(d, -0.5f);
-  for (uint32_t i = 0; i < count; i += 4) {
+  for (uint32_t i = 0; i < count; i += static_cast<uint32_t>(D::kLanes)) {
     const auto a = LoadU(d, dA + i);
     const auto b = LoadU(d, dB + i);
     const auto sa = LoadU(d, noiseA + i);
@@ -89,6 +89,7 @@ template <class D>
 void Calc2FreqRun(D d, const TwoFrequencyConstants& c, uint32_t n, const float* dA, const float* dB,
                   const float* noiseA, const float* noiseB, float* distanceOut,
                   float* differenceOut, float* noiseOut) {
+  static_assert(D::kLanes == 4, "the staged tail is one group of four");
   const uint32_t whole = n & ~3u;
   Calc2FreqKernel(d, c, whole, dA, dB, noiseA, noiseB, distanceOut, differenceOut, noiseOut);
   if (whole == n) return;
@@ -107,5 +108,13 @@ void Calc2FreqRun(D d, const TwoFrequencyConstants& c, uint32_t n, const float* 
     noiseOut[i] = out[2][i - whole];
   }
 }
+
+#if defined(KELVORA_WIDE_X86)
+// The whole groups of eight of n pixels on the AVX2 backend
+// (TwoFrequencyUnwrapAvx2.cpp); returns how many pixels it did.
+uint32_t calc2FreqWideGroupsAvx2(const TwoFrequencyConstants& c, uint32_t n, const float* dA,
+                                 const float* dB, const float* noiseA, const float* noiseB,
+                                 float* distanceOut, float* differenceOut, float* noiseOut);
+#endif
 
 }  // namespace kelvora

@@ -1,5 +1,6 @@
 #pragma once
-// The unwrapping-error filter per pixel and four interior pixels at a time.
+// The unwrapping-error filter per pixel and a vector of interior pixels at a
+// time.
 // Both forms do the same float operations in the same order, so a pixel's
 // result never depends on the path it took (no division or square root is
 // involved, so every backend gives the same bits).
@@ -77,8 +78,8 @@ inline auto Filter2FreqVotesV(D d, VF v, VF range, VF invRange, VF half, VF thre
   return Lt(Abs(w), threshold);
 }
 
-// Four pixels at columns x .. x + 3 of an interior row (1 <= x, x + 4 < width,
-// 0 < row < height - 1): all eight neighbours exist. `row` points at the
+// The pixels at columns x .. x + lanes - 1 of an interior row (1 <= x,
+// x + lanes < width, 0 < row < height - 1): all eight neighbours exist. `row` points at the
 // scratch row, `out` at the distance row.
 template <class D>
 void Filter2FreqInteriorGroup(D d, const Filter2FreqConstants& c, const float* row, int width,
@@ -138,20 +139,41 @@ void Filter2FreqInteriorGroup(D d, const Filter2FreqConstants& c, const float* r
   StoreU(IfThenElse(corrected, wrapped, dv), d, out + x);
 }
 
-// The whole image: interior groups of four through the vector path, borders
-// and row ends one pixel at a time. scratch must already hold the copy.
+// Interior groups along one row from column x while every lane has all eight
+// neighbours; returns the first column left.
+template <class D>
+int Filter2FreqRowGroups(D d, const Filter2FreqConstants& c, const float* row, int width, int x,
+                         float* out) {
+  constexpr int kStep = static_cast<int>(D::kLanes);
+  for (; x + kStep < width; x += kStep) Filter2FreqInteriorGroup(d, c, row, width, x, out);
+  return x;
+}
+
+#if defined(KELVORA_WIDE_X86)
+// Filter2FreqRowGroups on the AVX2 backend from column 1
+// (Filter2FreqAvx2.cpp).
+int filter2FreqRowGroupsAvx2(const Filter2FreqConstants& c, const float* row, int width,
+                             float* out);
+#endif
+
+// The whole image: interior groups through the vector path (first the AVX2
+// one when `wide`), borders and row ends one pixel at a time. scratch must
+// already hold the copy.
 template <class D>
 void Filter2FreqImage(D d, const Filter2FreqConstants& c, int width, int height,
-                      const float* scratch, float* distance) {
+                      const float* scratch, float* distance, bool wide = false) {
+  static_cast<void>(wide);
   for (int y = 0; y < height; ++y) {
     const std::size_t rowStart = static_cast<std::size_t>(y) * width;
     float* out = distance + rowStart;
     int x = 0;
     if (y > 0 && y < height - 1) {
       if (width > 0) out[0] = filter2FreqPixel(scratch, width, height, 0, y, c);
-      for (x = 1; x + 4 < width; x += 4) {
-        Filter2FreqInteriorGroup(d, c, scratch + rowStart, width, x, out);
-      }
+      x = 1;
+#if defined(KELVORA_WIDE_X86)
+      if (wide) x = filter2FreqRowGroupsAvx2(c, scratch + rowStart, width, out);
+#endif
+      x = Filter2FreqRowGroups(d, c, scratch + rowStart, width, x, out);
     }
     for (; x < width; ++x) out[x] = filter2FreqPixel(scratch, width, height, x, y, c);
   }

@@ -1,8 +1,10 @@
 #pragma once
-// The 4-lane vector layer. Kernels are templates over a backend tag `D` and
-// call the free functions of that backend (Load, Add, MulAdd, IfThenElse, ...);
-// `NativeTag` is the backend the library runs, and `AllTags` lists every
-// backend compiled into this build so tests can run each kernel on each one.
+// The vector layer. Kernels are templates over a backend tag `D` and call the
+// free functions of that backend (Load, Add, MulAdd, IfThenElse, ...);
+// `NativeTag` is the four-lane backend the library runs, and `AllTags` lists
+// every four-lane backend compiled into this build so tests can run each
+// kernel on each one. A tag's `kLanes` is its width; the eight-lane x86
+// backend exists only in translation units built for it (WideVectors.hpp).
 #include <cstddef>
 #include <cstdint>
 #include <tuple>
@@ -17,9 +19,20 @@
 #include "simd/SimdSse2.hpp"
 #endif
 
+#if defined(KELVORA_SIMD_HAVE_SSE2) && defined(__AVX2__) && defined(KELVORA_WIDE_X86)
+#include "simd/SimdAvx2.hpp"
+#endif
+
 namespace kelvora::simd {
 
+// Width of the four-lane backends, and the grouping the stages' visible
+// counts follow (e.g. point-cloud slots).
 constexpr std::size_t kLanes = 4;
+
+template <class D>
+constexpr std::size_t Lanes(D) {
+  return D::kLanes;
+}
 
 #if defined(KELVORA_SIMD_HAVE_NEON)
 using NativeTag = neon::Tag;

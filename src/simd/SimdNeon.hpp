@@ -5,6 +5,7 @@
 // from exact division in the last bits.
 #include <arm_neon.h>
 
+#include <cstddef>
 #include <cstdint>
 
 namespace kelvora::simd::neon {
@@ -28,6 +29,7 @@ struct V16 {
 struct Tag {
   static constexpr const char* kName = "neon";
   static constexpr bool kExactDivision = false;
+  static constexpr std::size_t kLanes = 4;
 };
 
 inline VF Zero(Tag) {

@@ -3,6 +3,7 @@
 // ARM) so that every kernel can be checked against it, and the build option
 // KELVORA_FORCE_SCALAR makes it the native backend.
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -27,6 +28,7 @@ struct V16 {
 struct Tag {
   static constexpr const char* kName = "scalar";
   static constexpr bool kExactDivision = true;
+  static constexpr std::size_t kLanes = 4;
 };
 
 #define KELVORA_SCALAR_MAP(T, expr)            \
@@ -113,7 +115,9 @@ inline VF NegMulAdd(VF a, VF b, VF c) {
 inline int32_t truncateLane(float x) {
   return (x > -2147483904.0f && x < 2147483648.0f) ? static_cast<int32_t>(x) : INT32_MIN;
 }
-inline VI TruncateToInt(VF a) { KELVORA_SCALAR_MAP(VI, truncateLane(a.v[i])); }
+inline VI TruncateToInt(VF a) {
+  KELVORA_SCALAR_MAP(VI, truncateLane(a.v[i]));
+}
 inline VF ConvertToFloat(VI a) {
   KELVORA_SCALAR_MAP(VF, static_cast<float>(a.v[i]));
 }

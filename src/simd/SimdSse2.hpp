@@ -3,6 +3,7 @@
 // x86 has no cheap refined estimates that would match the ARM ones anyway.
 #include <emmintrin.h>
 
+#include <cstddef>
 #include <cstdint>
 
 namespace kelvora::simd::sse2 {
@@ -26,6 +27,7 @@ struct V16 {
 struct Tag {
   static constexpr const char* kName = "sse2";
   static constexpr bool kExactDivision = true;
+  static constexpr std::size_t kLanes = 4;
 };
 
 inline VF Zero(Tag) {

@@ -1,0 +1,29 @@
+# Fails when an object built with AVX2 enabled defines a weak (inline or
+# template) symbol that is not specific to the AVX2 backend. The linker keeps
+# one copy of each weak symbol for the whole library; if it kept the AVX2
+# build of a function the baseline code also calls, that code would fault on
+# a processor without AVX2.
+#   cmake -DNM=<nm> -DOBJECTS="<a.o>|<b.o>|..." -P CheckWideObjects.cmake
+string(REPLACE "|" ";" objects "${OBJECTS}")
+set(checked 0)
+foreach(object IN LISTS objects)
+  if(NOT object MATCHES "Avx2\\.cpp\\.o(bj)?$")
+    continue()
+  endif()
+  math(EXPR checked "${checked} + 1")
+  execute_process(COMMAND ${NM} -C --defined-only ${object}
+                  OUTPUT_VARIABLE symbols RESULT_VARIABLE status)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "${NM} failed on ${object}")
+  endif()
+  string(REPLACE "\n" ";" lines "${symbols}")
+  foreach(line IN LISTS lines)
+    if(line MATCHES "^[0-9a-fA-F]* [WwVvu] " AND NOT line MATCHES "avx2")
+      message(SEND_ERROR "${object}: shared symbol built with AVX2: ${line}")
+    endif()
+  endforeach()
+endforeach()
+if(checked EQUAL 0)
+  message(FATAL_ERROR "no AVX2 object among the library's objects")
+endif()
+message(STATUS "${checked} AVX2 objects define only AVX2-specific shared symbols")

@@ -1,0 +1,10 @@
+#include "filters/Filter2FreqKernel.hpp"
+
+namespace kelvora {
+
+int filter2FreqRowGroupsAvx2(const Filter2FreqConstants& c, const float* row, int width,
+                             float* out) {
+  return Filter2FreqRowGroups(simd::avx2::Tag(), c, row, width, 1, out);
+}
+
+}  // namespace kelvora

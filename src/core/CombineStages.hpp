@@ -2,6 +2,8 @@
 // The stages the combine driver runs itself: wrapping a single frequency's
 // distance into its range, the noise test, the flying-pixel test and image
 // validation. The branch-free ones are vector kernels over the backend tag.
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
 
 #include "core/KelvoraOutput.hpp"
@@ -45,6 +47,67 @@ void FlagNoiseKernel(D d, uint32_t n, const float* noise, float threshold, uint3
   }
   for (; i < n; ++i) {
     if (noise[i] > threshold) flagsOut[i] |= flags::kLowSignal;
+  }
+}
+
+// The flying-pixel limit for distance d (metres): flyingPixelF0 up to the near
+// distance, flyingPixelF1 from the far one, linear in between.
+inline float flyingPixelLimit(const KelvoraParameter& p, float d) {
+  if (!(d > p.flyingPixelNearDist)) return p.flyingPixelF0;
+  if (d < p.flyingPixelFarDist) {
+    return p.flyingPixelF0 + (d - p.flyingPixelNearDist) * (p.flyingPixelF1 - p.flyingPixelF0) /
+                                 (p.flyingPixelFarDist - p.flyingPixelNearDist);
+  }
+  return p.flyingPixelF1;
+}
+
+// Whether the pixel at column x of a row (with the rows above and below)
+// stands out from both horizontal or both vertical neighbours.
+inline bool isFlyingPixel(const KelvoraParameter& p, const float* above, const float* row,
+                          const float* below, uint32_t x) {
+  const float d = std::fabs(row[x]);
+  const float limit = flyingPixelLimit(p, d);
+  const bool horizontal = std::fabs(row[x - 1] - d) > limit && std::fabs(row[x + 1] - d) > limit;
+  const bool vertical = std::fabs(above[x] - d) > limit && std::fabs(below[x] - d) > limit;
+  return horizontal || vertical;
+}
+
+// The flying-pixel test over the interior, groups of four interior pixels at
+// a time and the rest of each row one by one, with the same operations (the
+// division correctly rounded on every backend).
+template <class D>
+void FlagFlyingPixelsKernel(D d, const KelvoraParameter& p, const float* distance,
+                            uint32_t* flagsOut) {
+  const uint32_t w = p.width, h = p.height;
+  if (h < 3 || w < 3) return;
+  const auto near = Set(d, p.flyingPixelNearDist);
+  const auto far = Set(d, p.flyingPixelFarDist);
+  const auto f0 = Set(d, p.flyingPixelF0);
+  const auto f1 = Set(d, p.flyingPixelF1);
+  const auto slope = Set(d, p.flyingPixelF1 - p.flyingPixelF0);
+  const auto span = Set(d, p.flyingPixelFarDist - p.flyingPixelNearDist);
+  const auto flag = SetU(d, flags::kFlyingPixel);
+  for (uint32_t y = 1; y + 1 < h; ++y) {
+    const std::size_t rowStart = static_cast<std::size_t>(y) * w;
+    const float* row = distance + rowStart;
+    const float* above = row - w;
+    const float* below = row + w;
+    uint32_t* rowFlags = flagsOut + rowStart;
+    uint32_t x = 1;
+    for (; x + 4 < w; x += 4) {
+      const auto v = Abs(LoadU(d, row + x));
+      const auto ramp = Add(f0, DivExact(Mul(Sub(v, near), slope), span));
+      const auto limit = IfThenElse(Gt(v, near), IfThenElse(Lt(v, far), ramp, f1), f0);
+      const auto horizontal = And(Gt(Abs(Sub(LoadU(d, row + x - 1), v)), limit),
+                                  Gt(Abs(Sub(LoadU(d, row + x + 1), v)), limit));
+      const auto vertical = And(Gt(Abs(Sub(LoadU(d, above + x), v)), limit),
+                                Gt(Abs(Sub(LoadU(d, below + x), v)), limit));
+      StoreU32(Or(LoadU32(d, rowFlags + x), IfThenElseZero(Or(horizontal, vertical), flag)), d,
+               rowFlags + x);
+    }
+    for (; x + 1 < w; ++x) {
+      if (isFlyingPixel(p, above, row, below, x)) rowFlags[x] |= flags::kFlyingPixel;
+    }
   }
 }
 

@@ -56,6 +56,33 @@ TYPED_TEST(CombineKernels, NoiseTestIsStrictAndOnlyOrs) {
   }
 }
 
+// Every lane of the vector path against the per-pixel test, on distances
+// spread over the ramp (so limits and differences land close together), with
+// NaN and infinities mixed in, and flags already set that must only be ORed.
+TYPED_TEST(CombineKernels, FlyingPixelKernelMatchesPerPixelTest) {
+  for (const uint32_t w : {3u, 5u, 8u, 29u}) {
+    const uint32_t h = 7;
+    KelvoraParameter p = testing::defaultParameters(w, h);
+    std::mt19937 rng(w);
+    std::uniform_real_distribution<float> metres(0.0f, 6.0f), step(-0.2f, 0.2f);
+    std::vector<float> d(w * h);
+    for (float& v : d) v = metres(rng);
+    for (uint32_t i = 0; i + 1 < d.size(); i += 2) d[i + 1] = d[i] + step(rng);
+    d[w + 1] = std::nanf("");
+    d[2 * w + 1] = -INFINITY;
+    std::vector<uint32_t> expected(w * h), flagsOut(w * h);
+    for (uint32_t i = 0; i < w * h; ++i) expected[i] = flagsOut[i] = i % 5 == 0 ? 0x9u : 0u;
+    for (uint32_t y = 1; y + 1 < h; ++y) {
+      for (uint32_t x = 1; x + 1 < w; ++x) {
+        const float* row = d.data() + y * w;
+        if (isFlyingPixel(p, row - w, row, row + w, x)) expected[y * w + x] |= flags::kFlyingPixel;
+      }
+    }
+    FlagFlyingPixelsKernel(TypeParam(), p, d.data(), flagsOut.data());
+    EXPECT_EQ(flagsOut, expected) << "width " << w;
+  }
+}
+
 TEST(FlyingPixels, OnlyPixelsStandingOutOnBothSides) {
   KelvoraParameter p = testing::defaultParameters(5, 5);
   // Near distances use the limit flyingPixelF0 = 0.018 m.

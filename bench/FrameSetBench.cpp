@@ -118,29 +118,30 @@ void perPixel(benchmark::State& state, uint32_t n, const char* name = "ns_per_pi
       benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
-// Chooses the x86 AVX2 forms of the hot stages (avx2:1) or the four-lane ones
-// (avx2:0) for one benchmark and restores the default afterwards.
+// Caps the vectors of the hot stages at `lanes` (4: the baseline backend, 8:
+// AVX2, 16: AVX-512 on x86-64) for one benchmark and restores the default
+// afterwards.
 class WideVectorChoice {
  public:
-  WideVectorChoice(benchmark::State& state, int64_t want)
-      : previous_(simd::setWideVectorsEnabled(want != 0)) {
-    ok_ = simd::wideVectorsEnabled() == (want != 0);
-    if (!ok_) state.SkipWithError("no AVX2 forms on this machine");
+  WideVectorChoice(benchmark::State& state, int64_t lanes)
+      : previous_(simd::setVectorLanes(static_cast<unsigned>(lanes))) {
+    ok_ = static_cast<int64_t>(simd::vectorLanes()) == lanes;
+    if (!ok_) state.SkipWithError("vectors that wide are not supported here");
   }
-  ~WideVectorChoice() { simd::setWideVectorsEnabled(previous_); }
+  ~WideVectorChoice() { simd::setVectorLanes(previous_); }
   WideVectorChoice(const WideVectorChoice&) = delete;
   WideVectorChoice& operator=(const WideVectorChoice&) = delete;
   bool ok() const { return ok_; }
 
  private:
-  bool previous_;
+  unsigned previous_;
   bool ok_ = false;
 };
 
 void sizes(benchmark::internal::Benchmark* b) {
-  b->ArgNames({"w", "h", "avx2"})->Unit(benchmark::kMicrosecond);
+  b->ArgNames({"w", "h", "lanes"})->Unit(benchmark::kMicrosecond);
   for (const auto& [w, h] : {std::pair<int64_t, int64_t>{224, 172}, {640, 480}}) {
-    b->Args({w, h, 0})->Args({w, h, 1});
+    for (const int64_t lanes : {4, 8, 16}) b->Args({w, h, lanes});
   }
 }
 
@@ -256,8 +257,8 @@ void BM_FrameSetStage(benchmark::State& state) {
     state.SkipWithError("no stray-light kernel");
     return;
   }
-  state.SetLabel(std::string(kStageNames[stage]) +
-                 (simd::wideVectorsEnabled() ? " (avx2 where available)" : ""));
+  state.SetLabel(std::string(kStageNames[stage]) + " (" + std::to_string(simd::vectorLanes()) +
+                 " lanes where available)");
   // Stages that work in place (stray light, the filters) see their own output
   // again; restore the frame set's state now and then so they keep working on
   // realistic data. The restore is not timed.

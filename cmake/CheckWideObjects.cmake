@@ -1,13 +1,17 @@
-# Fails when an object built with AVX2 enabled defines a weak (inline or
-# template) symbol that is not specific to the AVX2 backend. The linker keeps
-# one copy of each weak symbol for the whole library; if it kept the AVX2
-# build of a function the baseline code also calls, that code would fault on
-# a processor without AVX2.
+# Fails when an object built with AVX2 or AVX-512 enabled defines a weak
+# (inline or template) symbol that is not specific to that backend. The linker
+# keeps one copy of each weak symbol for the whole library; if it kept the
+# wide build of a function the baseline code also calls, that code would
+# fault on a processor without those instructions.
 #   cmake -DNM=<nm> -DOBJECTS="<a.o>|<b.o>|..." -P CheckWideObjects.cmake
 string(REPLACE "|" ";" objects "${OBJECTS}")
 set(checked 0)
 foreach(object IN LISTS objects)
-  if(NOT object MATCHES "Avx2\\.cpp\\.o(bj)?$")
+  if(object MATCHES "Avx2\\.cpp\\.o(bj)?$")
+    set(backend "avx2")
+  elseif(object MATCHES "Avx512\\.cpp\\.o(bj)?$")
+    set(backend "avx512")
+  else()
     continue()
   endif()
   math(EXPR checked "${checked} + 1")
@@ -18,12 +22,12 @@ foreach(object IN LISTS objects)
   endif()
   string(REPLACE "\n" ";" lines "${symbols}")
   foreach(line IN LISTS lines)
-    if(line MATCHES "^[0-9a-fA-F]* [WwVvu] " AND NOT line MATCHES "avx2")
-      message(SEND_ERROR "${object}: shared symbol built with AVX2: ${line}")
+    if(line MATCHES "^[0-9a-fA-F]* [WwVvu] " AND NOT line MATCHES "simd::${backend}::")
+      message(SEND_ERROR "${object}: shared symbol built for ${backend}: ${line}")
     endif()
   endforeach()
 endforeach()
 if(checked EQUAL 0)
-  message(FATAL_ERROR "no AVX2 object among the library's objects")
+  message(FATAL_ERROR "no wide object among the library's objects")
 endif()
-message(STATUS "${checked} AVX2 objects define only AVX2-specific shared symbols")
+message(STATUS "${checked} wide objects define only backend-specific shared symbols")

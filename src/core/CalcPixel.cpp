@@ -55,7 +55,9 @@ void calcPixel(const KelvoraInput* input, const KelvoraParameter* parameters,
   const uint32_t n = pixelCountOf(*parameters);
   uint32_t done = 0;
 #if defined(KELVORA_WIDE_X86)
-  if (simd::wideVectorsEnabled()) done = calcPixelWideGroupsAvx2(c, b, n);
+  const unsigned lanes = simd::vectorLanes();
+  if (lanes >= 16) done = calcPixelWideGroupsAvx512(c, b, n);
+  if (lanes >= 8) done += calcPixelWideGroupsAvx2(c, calcPixelBuffersFrom(b, done), n - done);
 #endif
   CalcPixelRun(simd::NativeTag(), c, calcPixelBuffersFrom(b, done), n - done);
 }

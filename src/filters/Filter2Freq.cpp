@@ -40,8 +40,7 @@ void filter2Freq(int width, int height, uint32_t freq1, uint32_t freq2, float* s
   const Filter2FreqConstants c = filter2FreqConstants(freq1, freq2);
   std::memcpy(scratch, distance,
               static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * sizeof(float));
-  Filter2FreqImage(simd::NativeTag(), c, width, height, scratch, distance,
-                   simd::wideVectorsEnabled());
+  Filter2FreqImage(simd::NativeTag(), c, width, height, scratch, distance, simd::vectorLanes());
 }
 
 }  // namespace kelvora

@@ -2,9 +2,9 @@
 
 namespace kelvora {
 
-int filter2FreqRowGroupsAvx2(const Filter2FreqConstants& c, const float* row, int width,
+int filter2FreqRowGroupsAvx2(const Filter2FreqConstants& c, const float* row, int width, int x,
                              float* out) {
-  return Filter2FreqRowGroups(simd::avx2::Tag(), c, row, width, 1, out);
+  return Filter2FreqRowGroups(simd::avx2::Tag(), c, row, width, x, out);
 }
 
 }  // namespace kelvora

@@ -150,19 +150,21 @@ int Filter2FreqRowGroups(D d, const Filter2FreqConstants& c, const float* row, i
 }
 
 #if defined(KELVORA_WIDE_X86)
-// Filter2FreqRowGroups on the AVX2 backend from column 1
-// (Filter2FreqAvx2.cpp).
-int filter2FreqRowGroupsAvx2(const Filter2FreqConstants& c, const float* row, int width,
+// Filter2FreqRowGroups on the AVX2 (AVX-512) backend, in Filter2FreqAvx2.cpp
+// (Filter2FreqAvx512.cpp).
+int filter2FreqRowGroupsAvx2(const Filter2FreqConstants& c, const float* row, int width, int x,
                              float* out);
+int filter2FreqRowGroupsAvx512(const Filter2FreqConstants& c, const float* row, int width, int x,
+                               float* out);
 #endif
 
-// The whole image: interior groups through the vector path (first the AVX2
-// one when `wide`), borders and row ends one pixel at a time. scratch must
-// already hold the copy.
+// The whole image: interior groups through the vector path (first through the
+// wide x86 forms up to `wideLanes`), borders and row ends one pixel at a time.
+// scratch must already hold the copy.
 template <class D>
 void Filter2FreqImage(D d, const Filter2FreqConstants& c, int width, int height,
-                      const float* scratch, float* distance, bool wide = false) {
-  static_cast<void>(wide);
+                      const float* scratch, float* distance, unsigned wideLanes = 4) {
+  static_cast<void>(wideLanes);
   for (int y = 0; y < height; ++y) {
     const std::size_t rowStart = static_cast<std::size_t>(y) * width;
     float* out = distance + rowStart;
@@ -171,7 +173,8 @@ void Filter2FreqImage(D d, const Filter2FreqConstants& c, int width, int height,
       if (width > 0) out[0] = filter2FreqPixel(scratch, width, height, 0, y, c);
       x = 1;
 #if defined(KELVORA_WIDE_X86)
-      if (wide) x = filter2FreqRowGroupsAvx2(c, scratch + rowStart, width, out);
+      if (wideLanes >= 16) x = filter2FreqRowGroupsAvx512(c, scratch + rowStart, width, x, out);
+      if (wideLanes >= 8) x = filter2FreqRowGroupsAvx2(c, scratch + rowStart, width, x, out);
 #endif
       x = Filter2FreqRowGroups(d, c, scratch + rowStart, width, x, out);
     }

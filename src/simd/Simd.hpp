@@ -3,8 +3,8 @@
 // free functions of that backend (Load, Add, MulAdd, IfThenElse, ...);
 // `NativeTag` is the four-lane backend the library runs, and `AllTags` lists
 // every four-lane backend compiled into this build so tests can run each
-// kernel on each one. A tag's `kLanes` is its width; the eight-lane x86
-// backend exists only in translation units built for it (WideVectors.hpp).
+// kernel on each one. A tag's `kLanes` is its width; the wider x86 backends
+// exist only in translation units built for them (WideVectors.hpp).
 #include <cstddef>
 #include <cstdint>
 #include <tuple>
@@ -21,6 +21,9 @@
 
 #if defined(KELVORA_SIMD_HAVE_SSE2) && defined(__AVX2__) && defined(KELVORA_WIDE_X86)
 #include "simd/SimdAvx2.hpp"
+#endif
+#if defined(KELVORA_SIMD_HAVE_SSE2) && defined(__AVX512F__) && defined(KELVORA_WIDE_X86)
+#include "simd/SimdAvx512.hpp"
 #endif
 
 namespace kelvora::simd {

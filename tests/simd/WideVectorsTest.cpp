@@ -1,6 +1,6 @@
-// The AVX2 forms of the hot stages must give the same bits as the four-lane
-// forms, for rendered scenes and for hostile values (NaN, infinities,
-// subnormals, signed zeros), at sizes that leave partial groups of eight.
+// The wide x86 forms of the hot stages (AVX2, AVX-512) must give the same bits
+// as the four-lane forms, for rendered scenes and for hostile values (NaN,
+// infinities, subnormals, signed zeros), at sizes that leave partial groups.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -24,25 +24,25 @@
 namespace kelvora {
 namespace {
 
-// Restores the process-wide choice when a test ends.
-class WideVectors {
+// Caps the vector width for one scope.
+class VectorLanes {
  public:
-  explicit WideVectors(bool on) : previous_(simd::setWideVectorsEnabled(on)) {}
-  ~WideVectors() { simd::setWideVectorsEnabled(previous_); }
-  WideVectors(const WideVectors&) = delete;
-  WideVectors& operator=(const WideVectors&) = delete;
+  explicit VectorLanes(unsigned lanes) : previous_(simd::setVectorLanes(lanes)) {}
+  ~VectorLanes() { simd::setVectorLanes(previous_); }
+  VectorLanes(const VectorLanes&) = delete;
+  VectorLanes& operator=(const VectorLanes&) = delete;
 
  private:
-  bool previous_;
+  unsigned previous_;
 };
 
-bool wideAvailable() {
-  const WideVectors probe(true);
-  return simd::wideVectorsEnabled();
+bool supports(unsigned lanes) {
+  const VectorLanes probe(lanes);
+  return simd::vectorLanes() == lanes;
 }
 
-#define SKIP_WITHOUT_WIDE_VECTORS()                                      \
-  if (!wideAvailable()) GTEST_SKIP() << "no AVX2 forms on this machine"; \
+#define SKIP_UNLESS_SUPPORTED(lanes)                                                 \
+  if (!supports(lanes)) GTEST_SKIP() << (lanes) << "-lane forms not available here"; \
   static_cast<void>(0)
 
 // Same bits, except that any NaN matches any NaN: where two NaNs of different
@@ -90,6 +90,7 @@ struct PipelineCase {
   uint32_t width;
   uint32_t height;
   uint8_t adaptiveRadius;
+  unsigned lanes;
 };
 
 class WidePipelineTest : public ::testing::TestWithParam<PipelineCase> {};
@@ -97,8 +98,8 @@ class WidePipelineTest : public ::testing::TestWithParam<PipelineCase> {};
 // Every output of a whole frame set, with the rendered scene's noise,
 // saturation and flagged pixels.
 TEST_P(WidePipelineTest, WholeFrameSetIsBitIdentical) {
-  SKIP_WITHOUT_WIDE_VECTORS();
   const PipelineCase pc = GetParam();
+  SKIP_UNLESS_SUPPORTED(pc.lanes);
   synth::SyntheticCalibrationOptions o;
   o.width = pc.width;
   o.height = pc.height;
@@ -107,14 +108,14 @@ TEST_P(WidePipelineTest, WholeFrameSetIsBitIdentical) {
   ASSERT_EQ(h.initialise(), 0);
   const synth::RenderedFrameSet frames = h.render(3);
 
-  auto run = [&](bool wide) {
-    const WideVectors choice(wide);
+  auto run = [&](unsigned lanes) {
+    const VectorLanes choice(lanes);
     h.process(frames);
   };
-  run(false);
+  run(4);
   const auto distance = h.distance, noise = h.noise, amplitude = h.amplitude, cloud = h.pointCloud;
   const auto flags = h.flags;
-  run(true);
+  run(pc.lanes);
   expectSameBits(distance, h.distance, "distance");
   expectSameBits(noise, h.noise, "noise");
   expectSameBits(amplitude, h.amplitude, "amplitude");
@@ -123,34 +124,40 @@ TEST_P(WidePipelineTest, WholeFrameSetIsBitIdentical) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, WidePipelineTest,
-                         ::testing::Values(PipelineCase{224, 172, 2}, PipelineCase{224, 172, 1},
-                                           PipelineCase{37, 23, 2}, PipelineCase{13, 11, 1}),
+                         ::testing::Values(PipelineCase{224, 172, 2, 8},
+                                           PipelineCase{224, 172, 1, 16},
+                                           PipelineCase{224, 172, 2, 16},
+                                           PipelineCase{37, 23, 2, 8}, PipelineCase{37, 23, 2, 16},
+                                           PipelineCase{13, 11, 1, 8}),
                          [](const ::testing::TestParamInfo<PipelineCase>& param) {
                            const PipelineCase& p = param.param;
                            return std::to_string(p.width) + "x" + std::to_string(p.height) +
-                                  "_radius" + std::to_string(p.adaptiveRadius);
+                                  "_radius" + std::to_string(p.adaptiveRadius) + "_lanes" +
+                                  std::to_string(p.lanes);
                          });
 
 constexpr uint32_t kWidth = 45;  // rows end in partial groups of eight and of four
 constexpr uint32_t kHeight = 17;
 constexpr uint32_t kCount = kWidth * kHeight;
 
-TEST(WideStages, Calc2FreqIsBitIdentical) {
-  SKIP_WITHOUT_WIDE_VECTORS();
+class WideStages : public ::testing::TestWithParam<unsigned> {};
+
+TEST_P(WideStages, Calc2FreqIsBitIdentical) {
+  SKIP_UNLESS_SUPPORTED(GetParam());
   const auto dA = hostile(kCount, 2.0f, 1), dB = hostile(kCount, 2.5f, 2);
   const auto nA = hostile(kCount, 0.01f, 3), nB = hostile(kCount, 0.01f, 4);
-  auto run = [&](bool wide) {
-    const WideVectors choice(wide);
+  auto run = [&](unsigned lanes) {
+    const VectorLanes choice(lanes);
     std::vector<float> out(3 * kCount);
     calc2Freq_arm(kCount, dA.data(), dB.data(), nA.data(), nB.data(), 80320000u, 60240000u,
                   out.data(), out.data() + kCount, out.data() + 2 * kCount);
     return out;
   };
-  expectSameBits(run(false), run(true), "distance, difference, noise");
+  expectSameBits(run(4), run(GetParam()), "distance, difference, noise");
 }
 
-TEST(WideStages, Filter2FreqIsBitIdentical) {
-  SKIP_WITHOUT_WIDE_VECTORS();
+TEST_P(WideStages, Filter2FreqIsBitIdentical) {
+  SKIP_UNLESS_SUPPORTED(GetParam());
   // Distances near the wrap points of the default pair, so that every vote
   // (keep, shift up, shift down) is cast; plus hostile values.
   auto image = hostile(kCount, 1.0f, 5);
@@ -160,40 +167,39 @@ TEST(WideStages, Filter2FreqIsBitIdentical) {
       image[i] = (rng.uniform(0.0f, 1.0f) < 0.5f ? 2.49f : 0.01f) + rng.uniform(0.0f, 0.02f);
     }
   }
-  auto run = [&](bool wide) {
-    const WideVectors choice(wide);
+  auto run = [&](unsigned lanes) {
+    const VectorLanes choice(lanes);
     std::vector<float> distance = image, scratch(kCount);
     filter2Freq(kWidth, kHeight, 80320000u, 60240000u, scratch.data(), distance.data());
     return distance;
   };
-  expectSameBits(run(false), run(true), "distance");
+  expectSameBits(run(4), run(GetParam()), "distance");
 }
 
-class WideAdaptiveNoiseTest : public ::testing::TestWithParam<uint8_t> {};
-
-TEST_P(WideAdaptiveNoiseTest, IsBitIdentical) {
-  SKIP_WITHOUT_WIDE_VECTORS();
+TEST_P(WideStages, AdaptiveNoiseFilterIsBitIdentical) {
+  SKIP_UNLESS_SUPPORTED(GetParam());
   // Smooth distances with hostile pixels and noise, a few flagged pixels.
   auto distance = hostile(kCount, 0.05f, 7);
   for (uint32_t i = 0; i < kCount; ++i) distance[i] += 2.0f + 0.001f * static_cast<float>(i % 9);
   const auto noise = hostile(kCount, 0.02f, 8);
   std::vector<uint32_t> flags(kCount, 0u);
   for (uint32_t i = 5; i < kCount; i += 37) flags[i] = 0x9;
-  auto run = [&](bool wide) {
-    const WideVectors choice(wide);
-    std::vector<float> d = distance, scratch(kCount);
-    filterAdaptiveNoise_arm(kWidth, kHeight, GetParam(), scratch.data(), noise.data(), flags.data(),
-                            d.data());
-    return d;
-  };
-  expectSameBits(run(false), run(true), "distance");
+  for (const uint8_t radius : {1, 2}) {
+    auto run = [&](unsigned lanes) {
+      const VectorLanes choice(lanes);
+      std::vector<float> d = distance, scratch(kCount);
+      filterAdaptiveNoise_arm(kWidth, kHeight, radius, scratch.data(), noise.data(), flags.data(),
+                              d.data());
+      return d;
+    };
+    SCOPED_TRACE(radius);
+    expectSameBits(run(4), run(GetParam()), "distance");
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(Radii, WideAdaptiveNoiseTest, ::testing::Values(1, 2));
-
 #if defined(KELVORA_WIDE_X86)
-TEST(WideStages, CalcPixelGroupsAreBitIdentical) {
-  SKIP_WITHOUT_WIDE_VECTORS();
+TEST_P(WideStages, CalcPixelGroupsAreBitIdentical) {
+  SKIP_UNLESS_SUPPORTED(GetParam());
   constexpr uint32_t n = 1024;
   const auto imag = hostile(n, 4000.0f, 9), real = hostile(n, 4000.0f, 10);
   const auto asymmetry = hostile(n, 300.0f, 11), grey = hostile(n, 3.0f, 12);
@@ -214,7 +220,7 @@ TEST(WideStages, CalcPixelGroupsAreBitIdentical) {
   c.noise2TimesExposure = 140.0f;
   c.noise3 = 400.0f;
   c.normaliseAmplitude = true;
-  auto run = [&](bool wide) {
+  auto run = [&](unsigned lanes) {
     std::vector<float> out(7 * n);
     std::vector<uint32_t> flags(n, 0u);
     CalcPixelBuffers b{imag.data(),           real.data(),        asymmetry.data(),
@@ -222,18 +228,25 @@ TEST(WideStages, CalcPixelGroupsAreBitIdentical) {
                        amplitudeTable.data(), out.data(),         out.data() + n,
                        out.data() + 2 * n,    out.data() + 3 * n, out.data() + 4 * n,
                        out.data() + 5 * n,    out.data() + 6 * n, flags.data()};
-    if (wide) {
+    if (lanes == 16) {
+      EXPECT_EQ(calcPixelWideGroupsAvx512(c, b, n), n);
+    } else if (lanes == 8) {
       EXPECT_EQ(calcPixelWideGroupsAvx2(c, b, n), n);
     } else {
       CalcPixelKernel(simd::NativeTag(), c, b, n);
     }
     return std::make_pair(out, flags);
   };
-  const auto narrow = run(false), wide = run(true);
+  const auto narrow = run(4), wide = run(GetParam());
   expectSameBits(narrow.first, wide.first, "outputs");
   expectSameBits(narrow.second, wide.second, "flags");
 }
 #endif
+
+INSTANTIATE_TEST_SUITE_P(Lanes, WideStages, ::testing::Values(8u, 16u),
+                         [](const ::testing::TestParamInfo<unsigned>& param) {
+                           return std::to_string(param.param);
+                         });
 
 }  // namespace
 }  // namespace kelvora

@@ -1,0 +1,197 @@
+#pragma once
+// Sixteen-lane AVX-512 backend for the most arithmetic-heavy stages on x86-64.
+// Only translation units built with AVX-512 enabled include it, and the
+// library calls them only after checking the processor at run time
+// (WideVectors.hpp).
+//
+// The same IEEE results as the SSE2 and AVX2 backends lane for lane (exact
+// division and square root, the SSE rules for NaN and signed zeros in Min and
+// Max, int32 "indefinite" for out-of-range truncation), so a stage can run its
+// whole groups of sixteen here and finish on the narrower backends. Masks are
+// the processor's mask registers, one bit per lane.
+#if !defined(__AVX512F__)
+#error "SimdAvx512.hpp needs a translation unit built with AVX-512 enabled"
+#endif
+#include <immintrin.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kelvora::simd::avx512 {
+
+struct VF {
+  __m512 v;
+};
+struct VI {
+  __m512i v;
+};
+struct VU {
+  __m512i v;
+};
+struct M {
+  __mmask16 v;
+};
+
+struct Tag {
+  static constexpr const char* kName = "avx512";
+  static constexpr bool kExactDivision = true;
+  static constexpr std::size_t kLanes = 16;
+};
+
+inline VF Zero(Tag) {
+  return VF{_mm512_setzero_ps()};
+}
+inline VF Set(Tag, float x) {
+  return VF{_mm512_set1_ps(x)};
+}
+inline VI SetI(Tag, int32_t x) {
+  return VI{_mm512_set1_epi32(x)};
+}
+inline VU SetU(Tag, uint32_t x) {
+  return VU{_mm512_set1_epi32(static_cast<int32_t>(x))};
+}
+inline VF Load(Tag, const float* p) {
+  return VF{_mm512_load_ps(p)};
+}
+inline VF LoadU(Tag, const float* p) {
+  return VF{_mm512_loadu_ps(p)};
+}
+inline VU LoadU32(Tag, const uint32_t* p) {
+  return VU{_mm512_loadu_si512(p)};
+}
+inline void Store(VF a, Tag, float* p) {
+  _mm512_store_ps(p, a.v);
+}
+inline void StoreU(VF a, Tag, float* p) {
+  _mm512_storeu_ps(p, a.v);
+}
+inline void StoreU32(VU a, Tag, uint32_t* p) {
+  _mm512_storeu_si512(p, a.v);
+}
+inline void StoreI(VI a, Tag, int32_t* p) {
+  _mm512_storeu_si512(p, a.v);
+}
+
+inline VF Add(VF a, VF b) {
+  return VF{_mm512_add_ps(a.v, b.v)};
+}
+inline VF Sub(VF a, VF b) {
+  return VF{_mm512_sub_ps(a.v, b.v)};
+}
+inline VF Mul(VF a, VF b) {
+  return VF{_mm512_mul_ps(a.v, b.v)};
+}
+inline VF Div(VF a, VF b) {
+  return VF{_mm512_div_ps(a.v, b.v)};
+}
+inline VF DivExact(VF a, VF b) {
+  return Div(a, b);
+}
+// Operand order as in the SSE2 backend: the scalar b < a ? b : a, NaN included.
+inline VF Min(VF a, VF b) {
+  return VF{_mm512_min_ps(b.v, a.v)};
+}
+inline VF Max(VF a, VF b) {
+  return VF{_mm512_max_ps(b.v, a.v)};
+}
+inline VF Abs(VF a) {
+  return VF{_mm512_castsi512_ps(
+      _mm512_and_si512(_mm512_castps_si512(a.v), _mm512_set1_epi32(0x7FFFFFFF)))};
+}
+inline VF Neg(VF a) {
+  return VF{_mm512_castsi512_ps(
+      _mm512_xor_si512(_mm512_castps_si512(a.v), _mm512_set1_epi32(INT32_MIN)))};
+}
+inline VF Sqrt(VF a) {
+  return VF{_mm512_sqrt_ps(a.v)};
+}
+inline VF Reciprocal(VF a) {
+  return VF{_mm512_div_ps(_mm512_set1_ps(1.0f), a.v)};
+}
+// Separate multiply and add, never fused: the bits must match the other backends.
+inline VF MulAdd(VF a, VF b, VF c) {
+  return Add(Mul(a, b), c);
+}
+inline VF NegMulAdd(VF a, VF b, VF c) {
+  return Sub(c, Mul(a, b));
+}
+
+inline VI TruncateToInt(VF a) {
+  return VI{_mm512_cvttps_epi32(a.v)};
+}
+inline VF ConvertToFloat(VI a) {
+  return VF{_mm512_cvtepi32_ps(a.v)};
+}
+// One correctly rounded conversion, as the scalar uint32 -> float one.
+inline VF ConvertToFloat(VU a) {
+  return VF{_mm512_cvtepu32_ps(a.v)};
+}
+// Saturating like the ARM conversion: the instruction gives 0xFFFFFFFF for
+// 2^32 and above; negative values and NaN are set to 0.
+inline VU TruncateToUnsigned(VF a) {
+  const __mmask16 positive = _mm512_cmp_ps_mask(a.v, _mm512_setzero_ps(), _CMP_GT_OQ);
+  return VU{_mm512_maskz_mov_epi32(positive, _mm512_cvttps_epu32(a.v))};
+}
+inline VF BitCastToFloat(VU a) {
+  return VF{_mm512_castsi512_ps(a.v)};
+}
+inline VF BitCastToFloat(VI a) {
+  return VF{_mm512_castsi512_ps(a.v)};
+}
+
+inline M Lt(VF a, VF b) {
+  return M{_mm512_cmp_ps_mask(a.v, b.v, _CMP_LT_OQ)};
+}
+inline M Gt(VF a, VF b) {
+  return M{_mm512_cmp_ps_mask(a.v, b.v, _CMP_GT_OQ)};
+}
+inline M Le(VF a, VF b) {
+  return M{_mm512_cmp_ps_mask(a.v, b.v, _CMP_LE_OQ)};
+}
+inline M Ge(VF a, VF b) {
+  return M{_mm512_cmp_ps_mask(a.v, b.v, _CMP_GE_OQ)};
+}
+inline M Eq(VF a, VF b) {
+  return M{_mm512_cmp_ps_mask(a.v, b.v, _CMP_EQ_OQ)};
+}
+inline M NeZero(VU a) {
+  return M{_mm512_test_epi32_mask(a.v, a.v)};
+}
+inline M SignBitSet(VF a) {
+  return M{_mm512_test_epi32_mask(_mm512_castps_si512(a.v), _mm512_set1_epi32(INT32_MIN))};
+}
+inline M And(M a, M b) {
+  return M{static_cast<__mmask16>(a.v & b.v)};
+}
+inline M Or(M a, M b) {
+  return M{static_cast<__mmask16>(a.v | b.v)};
+}
+inline M Not(M a) {
+  return M{static_cast<__mmask16>(~a.v)};
+}
+inline VF IfThenElse(M m, VF a, VF b) {
+  return VF{_mm512_mask_blend_ps(m.v, b.v, a.v)};
+}
+inline VF IfThenElseZero(M m, VF a) {
+  return VF{_mm512_maskz_mov_ps(m.v, a.v)};
+}
+inline VU IfThenElseZero(M m, VU a) {
+  return VU{_mm512_maskz_mov_epi32(m.v, a.v)};
+}
+inline VU Or(VU a, VU b) {
+  return VU{_mm512_or_si512(a.v, b.v)};
+}
+inline bool AllFalse(M m) {
+  return m.v == 0;
+}
+
+// Callers keep every index inside the table (clamped before the look-up).
+inline VF GatherIndex(Tag, const float* table, VI idx) {
+  return VF{_mm512_i32gather_ps(idx.v, table, 4)};
+}
+inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) {
+  first->v = _mm512_i32gather_ps(idx.v, table, 4);
+  second->v = _mm512_i32gather_ps(idx.v, table + 1, 4);
+}
+
+}  // namespace kelvora::simd::avx512

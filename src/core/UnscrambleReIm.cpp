@@ -3,6 +3,7 @@
 #include "core/KelvoraIntermediate.hpp"
 #include "core/KelvoraOutput.hpp"
 #include "core/KelvoraParameter.hpp"
+#include "simd/WideVectors.hpp"
 
 namespace kelvora {
 
@@ -12,7 +13,8 @@ void unscrambleReIm_flagSaturation_arm(const KelvoraInput* /*input*/,
                                        const uint16_t* const* frames) {
   UnscrambleReImKernel(simd::NativeTag(), parameters->width, parameters->height,
                        parameters->saturationThresholdLower, parameters->saturationThresholdUpper,
-                       frames, probe->imag, probe->real, probe->asymmetry, output->flags);
+                       frames, probe->imag, probe->real, probe->asymmetry, output->flags,
+                       simd::vectorLanes());
 }
 
 }  // namespace kelvora

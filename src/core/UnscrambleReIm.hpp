@@ -4,9 +4,11 @@
 //
 // The first raw row of every phase frame is skipped: raw row r lands in output
 // row r - 1, so the last output row is never written here. Rows go eight
-// pixels at a time while more than eight pixels remain, then one at a time.
-// The eight-pixel path widens the samples before any arithmetic, so both paths
-// give the same exact values for every 16-bit input.
+// pixels at a time while more than eight pixels remain (on x86-64 first in
+// groups of sixteen or eight 32-bit lanes), then one at a time. The vector
+// paths widen the samples before any arithmetic, so every path gives the same
+// exact values for every 16-bit input.
+#include <cstddef>
 #include <cstdint>
 
 #include "core/PixelFlags.hpp"
@@ -38,10 +40,56 @@ inline void unscrambleReImPixel(uint16_t a0, uint16_t a1, uint16_t a2, uint16_t 
   if (saturated) *flags |= flags::kSaturated;
 }
 
+// One output row and the raw row it comes from.
+struct UnscrambleRow {
+  const uint16_t* samples[4];  // A0..A3 at the raw row
+  float* imag;
+  float* real;
+  float* asymmetry;
+  uint32_t* flags;
+  uint32_t width;
+  uint16_t lower;
+  uint16_t upper;
+};
+
+// Groups of the backend's width along one row from column x while they fit;
+// returns the first column left. A sample is out of bounds exactly when its
+// float value is, as every 16-bit value is exact in float.
+template <class D>
+uint32_t UnscrambleReImRowGroups(D d, const UnscrambleRow& r, uint32_t x) {
+  constexpr uint32_t kStep = static_cast<uint32_t>(D::kLanes);
+  const auto lowerV = Set(d, static_cast<float>(r.lower));
+  const auto upperV = Set(d, static_cast<float>(r.upper));
+  const auto saturatedV = SetU(d, flags::kSaturated);
+  for (; x + kStep <= r.width; x += kStep) {
+    const auto f0 = ConvertToFloat(LoadU16ToI32(d, r.samples[0] + x));
+    const auto f1 = ConvertToFloat(LoadU16ToI32(d, r.samples[1] + x));
+    const auto f2 = ConvertToFloat(LoadU16ToI32(d, r.samples[2] + x));
+    const auto f3 = ConvertToFloat(LoadU16ToI32(d, r.samples[3] + x));
+    auto bad = Or(Gt(f0, upperV), Lt(f0, lowerV));
+    bad = Or(bad, Or(Gt(f1, upperV), Lt(f1, lowerV)));
+    bad = Or(bad, Or(Gt(f2, upperV), Lt(f2, lowerV)));
+    bad = Or(bad, Or(Gt(f3, upperV), Lt(f3, lowerV)));
+    StoreU(Sub(f1, f3), d, r.imag + x);
+    StoreU(Sub(f0, f2), d, r.real + x);
+    StoreU(Sub(Sub(Add(f0, f2), f1), f3), d, r.asymmetry + x);
+    StoreU32(Or(LoadU32(d, r.flags + x), IfThenElseZero(bad, saturatedV)), d, r.flags + x);
+  }
+  return x;
+}
+
+#if defined(KELVORA_WIDE_X86)
+// UnscrambleReImRowGroups on the AVX2 (AVX-512) backend, in
+// UnscrambleReImAvx2.cpp (UnscrambleReImAvx512.cpp).
+uint32_t unscrambleReImRowGroupsAvx2(const UnscrambleRow& r, uint32_t x);
+uint32_t unscrambleReImRowGroupsAvx512(const UnscrambleRow& r, uint32_t x);
+#endif
+
 template <class D>
 void UnscrambleReImKernel(D d, uint32_t width, uint32_t height, uint16_t lower, uint16_t upper,
                           const uint16_t* const* frames, float* imag, float* real, float* asymmetry,
-                          uint32_t* flagWords) {
+                          uint32_t* flagWords, unsigned wideLanes = 4) {
+  static_cast<void>(wideLanes);
   if (height <= 1) return;
   const auto lowerV = Set16(d, lower);
   const auto upperV = Set16(d, upper);
@@ -50,6 +98,20 @@ void UnscrambleReImKernel(D d, uint32_t width, uint32_t height, uint16_t lower, 
     const std::size_t src = static_cast<std::size_t>(row) * width;
     const std::size_t dst = src - width;
     uint32_t x = 0;
+#if defined(KELVORA_WIDE_X86)
+    if (wideLanes >= 8) {
+      const UnscrambleRow r{{frames[0] + src, frames[1] + src, frames[2] + src, frames[3] + src},
+                            imag + dst,
+                            real + dst,
+                            asymmetry + dst,
+                            flagWords + dst,
+                            width,
+                            lower,
+                            upper};
+      if (wideLanes >= 16) x = unscrambleReImRowGroupsAvx512(r, x);
+      x = unscrambleReImRowGroupsAvx2(r, x);
+    }
+#endif
     // Samples are < 2^16, so every sum and difference below is exact in float.
     for (; x + 8 < width; x += 8) {
       const auto s0 = Load16(d, frames[0] + src + x);

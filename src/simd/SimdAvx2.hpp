@@ -137,6 +137,10 @@ inline VU TruncateToUnsigned(VF a) {
   const __m256 positive = _mm256_cmp_ps(a.v, _mm256_setzero_ps(), _CMP_GT_OQ);
   return VU{_mm256_and_si256(r, _mm256_castps_si256(positive))};
 }
+// Eight unsigned 16-bit values, zero-extended.
+inline VI LoadU16ToI32(Tag, const uint16_t* p) {
+  return VI{_mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)))};
+}
 inline VF BitCastToFloat(VU a) {
   return VF{_mm256_castsi256_ps(a.v)};
 }

@@ -132,6 +132,10 @@ inline VU TruncateToUnsigned(VF a) {
   const __mmask16 positive = _mm512_cmp_ps_mask(a.v, _mm512_setzero_ps(), _CMP_GT_OQ);
   return VU{_mm512_maskz_mov_epi32(positive, _mm512_cvttps_epu32(a.v))};
 }
+// Sixteen unsigned 16-bit values, zero-extended.
+inline VI LoadU16ToI32(Tag, const uint16_t* p) {
+  return VI{_mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)))};
+}
 inline VF BitCastToFloat(VU a) {
   return VF{_mm512_castsi512_ps(a.v)};
 }

@@ -16,6 +16,7 @@
 #include "core/CalcPixel.hpp"
 #include "core/KelvoraParameter.hpp"
 #include "core/TwoFrequencyUnwrap.hpp"
+#include "core/UnscrambleReIm.hpp"
 #include "filters/AdaptiveNoiseFilter.hpp"
 #include "filters/Filter2Freq.hpp"
 #include "simd/WideVectors.hpp"
@@ -141,6 +142,34 @@ constexpr uint32_t kHeight = 17;
 constexpr uint32_t kCount = kWidth * kHeight;
 
 class WideStages : public ::testing::TestWithParam<unsigned> {};
+
+TEST_P(WideStages, UnscrambleIsBitIdentical) {
+  SKIP_UNLESS_SUPPORTED(GetParam());
+  // Samples anywhere in 0..65535, many right at the inclusive bounds.
+  const uint16_t lower = 100, upper = 4000;
+  const uint16_t edges[] = {0, 99, 100, 101, 3999, 4000, 4001, 65535};
+  synth::SplitMix rng(14);
+  std::vector<uint16_t> frames[4];
+  for (auto& frame : frames) {
+    frame.resize(kCount);
+    for (uint16_t& v : frame) {
+      v = rng.next() % 4 == 0 ? edges[rng.next() % std::size(edges)]
+                              : static_cast<uint16_t>(rng.next() % 4200);
+    }
+  }
+  const uint16_t* const raw[4] = {frames[0].data(), frames[1].data(), frames[2].data(),
+                                  frames[3].data()};
+  auto run = [&](unsigned lanes) {
+    std::vector<float> out(3 * kCount, -1.0f);
+    std::vector<uint32_t> flags(kCount, 0x20u);
+    UnscrambleReImKernel(simd::NativeTag(), kWidth, kHeight, lower, upper, raw, out.data(),
+                         out.data() + kCount, out.data() + 2 * kCount, flags.data(), lanes);
+    return std::make_pair(out, flags);
+  };
+  const auto narrow = run(4), wide = run(GetParam());
+  expectSameBits(narrow.first, wide.first, "imag, real, asymmetry");
+  expectSameBits(narrow.second, wide.second, "flags");
+}
 
 TEST_P(WideStages, Calc2FreqIsBitIdentical) {
   SKIP_UNLESS_SUPPORTED(GetParam());

@@ -8,6 +8,7 @@
 #include "core/PixelFlags.hpp"
 #include "filters/MultipathFlagsKernel.hpp"
 #include "filters/MultipathMedian.hpp"
+#include "simd/WideVectors.hpp"
 
 namespace kelvora {
 
@@ -20,9 +21,24 @@ void kelvora_flagMultipath(const KelvoraParameter* parameters, KelvoraIntermedia
   const KelvoraIntermediateProbeData& p1 = intermediate->probeData[1];
   const simd::NativeTag d;
 
-  computeMultipathMeasures(d, count, p0.normAmplitude, p1.normAmplitude, p0.rawNoise, p0.amplitude,
-                           p1.rawNoise, p1.amplitude, intermediate->mpiAmplitudeRatio,
-                           intermediate->mpiAmplitudeNoise);
+  const MultipathMeasureBuffers measures{p0.normAmplitude,
+                                         p1.normAmplitude,
+                                         p0.rawNoise,
+                                         p0.amplitude,
+                                         p1.rawNoise,
+                                         p1.amplitude,
+                                         intermediate->mpiAmplitudeRatio,
+                                         intermediate->mpiAmplitudeNoise};
+  std::size_t done = 0;
+#if defined(KELVORA_WIDE_X86)
+  const unsigned lanes = simd::vectorLanes();
+  if (lanes >= 16) done = multipathMeasureGroupsAvx512(count, measures);
+  if (lanes >= 8) done += multipathMeasureGroupsAvx2(count - done, measures.from(done));
+#endif
+  const MultipathMeasureBuffers rest = measures.from(done);
+  computeMultipathMeasures(d, count - done, rest.normAmplitude0, rest.normAmplitude1,
+                           rest.rawNoise0, rest.amplitude0, rest.rawNoise1, rest.amplitude1,
+                           rest.ratio, rest.noise);
 
   if (p.useMPIFlagAmplitude) {
     if (p.useMPIFlagAverage) {

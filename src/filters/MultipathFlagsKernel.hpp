@@ -1,5 +1,5 @@
 #pragma once
-// The per-pixel parts of the multipath stage, written once against the 4-lane
+// The per-pixel parts of the multipath stage, written once against the vector
 // layer. Whole groups of four are read and written in place; the last partial
 // group goes through a copy on the stack, so the buffers need no padding.
 #include <algorithm>
@@ -50,30 +50,78 @@ inline void writeLanes(D d, V v, std::size_t lanes, T* p) {
 
 }  // namespace multipath_detail
 
-// ratio[i] = normAmplitude0[i] / (normAmplitude1[i] + 1e-10) - 1 and
-// noise[i] = sqrt((rawNoise1/amplitude1)^2 + (rawNoise0/amplitude0)^2): the
-// amplitude disagreement of the two frequencies and its relative noise.
+// The inputs and outputs of the per-pixel measures.
+struct MultipathMeasureBuffers {
+  const float* normAmplitude0;
+  const float* normAmplitude1;
+  const float* rawNoise0;
+  const float* amplitude0;
+  const float* rawNoise1;
+  const float* amplitude1;
+  float* ratio;
+  float* noise;
+
+  MultipathMeasureBuffers from(std::size_t offset) const {
+    return {normAmplitude0 + offset, normAmplitude1 + offset, rawNoise0 + offset,
+            amplitude0 + offset,     rawNoise1 + offset,      amplitude1 + offset,
+            ratio + offset,          noise + offset};
+  }
+};
+
+// ratio = normAmplitude0 / (normAmplitude1 + 1e-10) - 1 and
+// noise = sqrt((rawNoise1/amplitude1)^2 + (rawNoise0/amplitude0)^2) for the
+// backend's whole groups of the count pixels; returns how many it did.
+template <class D>
+std::size_t MultipathMeasureGroups(D d, std::size_t count, const MultipathMeasureBuffers& b) {
+  constexpr std::size_t kStep = D::kLanes;
+  std::size_t i = 0;
+  for (; i + kStep <= count; i += kStep) {
+    const auto q = Sub(Div(LoadU(d, b.normAmplitude0 + i),
+                           Add(LoadU(d, b.normAmplitude1 + i), Set(d, kMultipathRatioGuard))),
+                       Set(d, 1.0f));
+    const auto e1 = Div(LoadU(d, b.rawNoise1 + i), LoadU(d, b.amplitude1 + i));
+    const auto e0 = Div(LoadU(d, b.rawNoise0 + i), LoadU(d, b.amplitude0 + i));
+    StoreU(q, d, b.ratio + i);
+    StoreU(Sqrt(Add(Mul(e1, e1), Mul(e0, e0))), d, b.noise + i);
+  }
+  return i;
+}
+
+#if defined(KELVORA_WIDE_X86)
+// MultipathMeasureGroups on the AVX2 (AVX-512) backend, in
+// MultipathFlagsAvx2.cpp (MultipathFlagsAvx512.cpp).
+std::size_t multipathMeasureGroupsAvx2(std::size_t count, const MultipathMeasureBuffers& b);
+std::size_t multipathMeasureGroupsAvx512(std::size_t count, const MultipathMeasureBuffers& b);
+#endif
+
+// The amplitude disagreement of the two frequencies and its relative noise
+// for every pixel: whole groups in place, the last partial group of four
+// through a copy on the stack.
 template <class D>
 void computeMultipathMeasures(D d, std::size_t count, const float* normAmplitude0,
                               const float* normAmplitude1, const float* rawNoise0,
                               const float* amplitude0, const float* rawNoise1,
                               const float* amplitude1, float* ratio, float* noise) {
   using multipath_detail::readable;
-  multipath_detail::forEachGroup(count, [&](std::size_t i, std::size_t lanes) {
-    float c[6][4];
-    const auto n0 = LoadU(d, readable(normAmplitude0 + i, lanes, c[0]));
-    const auto n1 = LoadU(d, readable(normAmplitude1 + i, lanes, c[1]));
-    const auto r0 = LoadU(d, readable(rawNoise0 + i, lanes, c[2]));
-    const auto a0 = LoadU(d, readable(amplitude0 + i, lanes, c[3]));
-    const auto r1 = LoadU(d, readable(rawNoise1 + i, lanes, c[4]));
-    const auto a1 = LoadU(d, readable(amplitude1 + i, lanes, c[5]));
-    const auto q = Sub(Div(n0, Add(n1, Set(d, kMultipathRatioGuard))), Set(d, 1.0f));
-    const auto e1 = Div(r1, a1);
-    const auto e0 = Div(r0, a0);
-    const auto s = Sqrt(Add(Mul(e1, e1), Mul(e0, e0)));
-    multipath_detail::writeLanes(d, q, lanes, ratio + i);
-    multipath_detail::writeLanes(d, s, lanes, noise + i);
-  });
+  const MultipathMeasureBuffers b{normAmplitude0, normAmplitude1, rawNoise0, amplitude0,
+                                  rawNoise1,      amplitude1,     ratio,     noise};
+  const std::size_t done = MultipathMeasureGroups(d, count, b);
+  if (done == count) return;
+  const std::size_t i = done;
+  const std::size_t lanes = count - done;
+  float c[6][4];
+  const auto n0 = LoadU(d, readable(normAmplitude0 + i, lanes, c[0]));
+  const auto n1 = LoadU(d, readable(normAmplitude1 + i, lanes, c[1]));
+  const auto r0 = LoadU(d, readable(rawNoise0 + i, lanes, c[2]));
+  const auto a0 = LoadU(d, readable(amplitude0 + i, lanes, c[3]));
+  const auto r1 = LoadU(d, readable(rawNoise1 + i, lanes, c[4]));
+  const auto a1 = LoadU(d, readable(amplitude1 + i, lanes, c[5]));
+  const auto q = Sub(Div(n0, Add(n1, Set(d, kMultipathRatioGuard))), Set(d, 1.0f));
+  const auto e1 = Div(r1, a1);
+  const auto e0 = Div(r0, a0);
+  const auto s = Sqrt(Add(Mul(e1, e1), Mul(e0, e0)));
+  multipath_detail::writeLanes(d, q, lanes, ratio + i);
+  multipath_detail::writeLanes(d, s, lanes, noise + i);
 }
 
 // ORs flagValue into flags[i] where |measure[i]| > max-floor(noise[i] * factor,

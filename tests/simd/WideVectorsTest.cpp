@@ -19,6 +19,7 @@
 #include "core/UnscrambleReIm.hpp"
 #include "filters/AdaptiveNoiseFilter.hpp"
 #include "filters/Filter2Freq.hpp"
+#include "filters/MultipathFlagsKernel.hpp"
 #include "simd/WideVectors.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
 
@@ -269,6 +270,26 @@ TEST_P(WideStages, CalcPixelGroupsAreBitIdentical) {
   const auto narrow = run(4), wide = run(GetParam());
   expectSameBits(narrow.first, wide.first, "outputs");
   expectSameBits(narrow.second, wide.second, "flags");
+}
+
+TEST_P(WideStages, MultipathMeasuresAreBitIdentical) {
+  SKIP_UNLESS_SUPPORTED(GetParam());
+  std::vector<float> in[6];
+  for (uint32_t k = 0; k < 6; ++k) in[k] = hostile(kCount, k % 2 == 0 ? 50.0f : 3.0f, 20 + k);
+  auto run = [&](unsigned lanes) {
+    std::vector<float> out(2 * kCount);
+    const MultipathMeasureBuffers b{in[0].data(), in[1].data(), in[2].data(), in[3].data(),
+                                    in[4].data(), in[5].data(), out.data(),   out.data() + kCount};
+    std::size_t done = 0;
+    if (lanes == 16) done = multipathMeasureGroupsAvx512(kCount, b);
+    if (lanes == 8) done = multipathMeasureGroupsAvx2(kCount, b);
+    const MultipathMeasureBuffers rest = b.from(done);
+    computeMultipathMeasures(simd::NativeTag(), kCount - done, rest.normAmplitude0,
+                             rest.normAmplitude1, rest.rawNoise0, rest.amplitude0, rest.rawNoise1,
+                             rest.amplitude1, rest.ratio, rest.noise);
+    return out;
+  };
+  expectSameBits(run(4), run(GetParam()), "ratio, noise");
 }
 #endif
 

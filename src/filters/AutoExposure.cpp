@@ -75,9 +75,17 @@ float zyn_selectDescending(float* values, uint32_t count, uint32_t k) {
 void calcAutoExposure(uint32_t pixelCount, const float* amplitude,
                       const KelvoraParameter* parameters, KelvoraAutoExposure* ae,
                       const uint32_t* exposureTimes, uint32_t* exposureProposal) {
+  // Every pixel's amplitude is written to the next free slot and the slot is
+  // kept only where the mask is set: a branch on the mask would mispredict at
+  // every ring of the pattern. The mask holds exactly sampleCount ones, so the
+  // last write is always a kept one.
+  const uint32_t count = ae->sampleCount;
+  float* const samples = ae->samples;
+  const uint8_t* const mask = ae->sampleMask;
   uint32_t gathered = 0;
-  for (uint32_t i = 0; i < pixelCount && gathered < ae->sampleCount; ++i) {
-    if (ae->sampleMask[i] != 0) ae->samples[gathered++] = std::fabs(amplitude[i]);
+  for (uint32_t i = 0; i < pixelCount && gathered < count; ++i) {
+    samples[gathered] = std::fabs(amplitude[i]);
+    gathered += mask[i] != 0 ? 1u : 0u;
   }
 
   float percentile = -1.0f;  // no sample: the proposal falls to the lower limit

@@ -13,8 +13,8 @@ namespace kelvora {
 
 namespace median_detail {
 
-// Pairs of output columns per vector step, one pair per lane. De-interleaving
-// two vectors of columns assumes it equals the backend's lane count.
+// Pairs of output columns per vector step, one pair per lane: the backend's
+// lane count, which the de-interleave of two vectors of columns relies on.
 constexpr std::size_t kPairsPerStep = 4;
 
 // std::min/std::max(a, b), whose tie and NaN rule (the first operand unless
@@ -148,6 +148,7 @@ inline void sortStridedColumns(D d, const float* top, std::size_t width, std::si
 template <class D, class VF = decltype(Zero(D()))>
 inline std::size_t vectorPairs(D d, const float* top, std::size_t width, float* out,
                                std::size_t pairs) {
+  static_assert(D::kLanes == kPairsPerStep, "one pair per lane");
   std::size_t p = 0;
   for (; p + kPairsPerStep <= pairs; p += kPairsPerStep) {
     SortedColumn<VF> left, midLeft, midRight, right;

@@ -42,10 +42,12 @@ namespace adaptive_noise_detail {
 
 // Where to load the lanes starting at element `index` from: the buffer itself,
 // or with kBounded a zero-filled copy of only the lanes below `count`.
-template <bool kBounded, std::size_t kLanes, class T>
+// Templated on the backend, not only its width: each backend's build gets its
+// own copy (see cmake/CheckWideObjects.cmake).
+template <bool kBounded, class D, class T>
 inline const T* lanesAt(const T* base, std::ptrdiff_t index, std::ptrdiff_t count, T* copy) {
   if (!kBounded) return base + index;
-  for (std::ptrdiff_t k = 0; k < static_cast<std::ptrdiff_t>(kLanes); ++k) {
+  for (std::ptrdiff_t k = 0; k < static_cast<std::ptrdiff_t>(D::kLanes); ++k) {
     copy[k] = index + k < count ? base[index + k] : T{0};
   }
   return copy;
@@ -54,14 +56,14 @@ inline const T* lanesAt(const T* base, std::ptrdiff_t index, std::ptrdiff_t coun
 template <bool kBounded, class D>
 inline auto loadFloats(D d, const float* base, std::ptrdiff_t index, std::ptrdiff_t count) {
   float copy[D::kLanes];
-  return LoadU(d, lanesAt<kBounded, D::kLanes>(base, index, count, copy));
+  return LoadU(d, lanesAt<kBounded, D>(base, index, count, copy));
 }
 
 // All-ones in the lanes whose flag word is 0.
 template <bool kBounded, class D>
 inline auto loadUnflagged(D d, const uint32_t* base, std::ptrdiff_t index, std::ptrdiff_t count) {
   uint32_t copy[D::kLanes];
-  return Not(NeZero(LoadU32(d, lanesAt<kBounded, D::kLanes>(base, index, count, copy))));
+  return Not(NeZero(LoadU32(d, lanesAt<kBounded, D>(base, index, count, copy))));
 }
 
 // True when no flag word is set in the window of the group starting at

@@ -208,7 +208,7 @@ inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) 
   alignas(32) int32_t i[8];
   _mm256_store_si256(reinterpret_cast<__m256i*>(i), idx.v);
   const auto pair = [table](int32_t k) {
-    return _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(table + k)));
+    return _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(table + k)));
   };
   const __m128 p01 = _mm_movelh_ps(pair(i[0]), pair(i[1]));
   const __m128 p23 = _mm_movelh_ps(pair(i[2]), pair(i[3]));

@@ -203,9 +203,9 @@ inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) 
   alignas(64) int32_t i[16];
   _mm512_store_si512(i, idx.v);
   const auto pairs = [table, &i](int k) {
-    const __m128d a = _mm_load_sd(reinterpret_cast<const double*>(table + i[k]));
-    const __m128d b = _mm_load_sd(reinterpret_cast<const double*>(table + i[k + 1]));
-    return _mm_castpd_ps(_mm_unpacklo_pd(a, b));
+    const __m128i a = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(table + i[k]));
+    const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(table + i[k + 1]));
+    return _mm_castsi128_ps(_mm_unpacklo_epi64(a, b));
   };
   // Pairs 0-1, 4-5, 8-9, 12-13 in `lo` and 2-3, 6-7, 10-11, 14-15 in `hi`,
   // so that one even/odd shuffle per 128-bit block puts the lanes in order.

@@ -13,10 +13,6 @@ namespace kelvora {
 
 namespace median_detail {
 
-// Pairs of output columns per vector step, one pair per lane: the backend's
-// lane count, which the de-interleave of two vectors of columns relies on.
-constexpr std::size_t kPairsPerStep = 4;
-
 // std::min/std::max(a, b), whose tie and NaN rule (the first operand unless
 // the second compares strictly smaller/greater) the vector Min/Max share.
 inline float minOf(float a, float b) {
@@ -132,7 +128,7 @@ inline void sortStridedColumns(D d, const float* top, std::size_t width, std::si
   for (std::size_t r = 0; r < 3; ++r) {
     const float* row = top + r * width + at;
     const VF lo = LoadU(d, row);
-    const VF hi = LoadU(d, row + kPairsPerStep);
+    const VF hi = LoadU(d, row + D::kLanes);
     e[r] = ConcatEven(hi, lo);
     o[r] = ConcatOdd(hi, lo);
   }
@@ -140,16 +136,16 @@ inline void sortStridedColumns(D d, const float* top, std::size_t width, std::si
   odd = sortColumn(o[0], o[1], o[2]);
 }
 
-// As many whole steps of kPairsPerStep pairs as fit from pair 0; returns the
-// first pair left for the scalar code. Lane k of the step at pair p works on
-// pair p + k, whose columns x - 1 .. x + 2 (x = 1 + 2(p + k)) lie at stride 2
-// from columns 2p .. 2p + 3. Reads stay within columns 2p .. 2p + 2 *
-// kPairsPerStep + 1, which the step's last pair reads too.
+// As many whole steps of one pair per lane as fit from `firstPair`; returns
+// the first pair left. Lane k of the step at pair p works on pair p + k, whose
+// columns x - 1 .. x + 2 (x = 1 + 2(p + k)) lie at stride 2 from columns
+// 2p .. 2p + 3. Reads stay within columns 2p .. 2p + 2 * lanes + 1, which the
+// step's last pair reads too.
 template <class D, class VF = decltype(Zero(D()))>
 inline std::size_t vectorPairs(D d, const float* top, std::size_t width, float* out,
-                               std::size_t pairs) {
-  static_assert(D::kLanes == kPairsPerStep, "one pair per lane");
-  std::size_t p = 0;
+                               std::size_t firstPair, std::size_t pairs) {
+  constexpr std::size_t kPairsPerStep = D::kLanes;
+  std::size_t p = firstPair;
   for (; p + kPairsPerStep <= pairs; p += kPairsPerStep) {
     SortedColumn<VF> left, midLeft, midRight, right;
     sortStridedColumns(d, top, width, 2 * p, left, midLeft);
@@ -187,13 +183,29 @@ inline void multipathMedianScalar(uint32_t width, uint32_t height, float* data, 
                                     });
 }
 
-// The same median, kPairsPerStep pairs per step on backend D and the row's
-// remaining pairs in scalar code.
+#if defined(KELVORA_WIDE_X86)
+// median_detail::vectorPairs on the AVX2 (AVX-512) backend, in
+// MultipathMedianAvx2.cpp (MultipathMedianAvx512.cpp).
+std::size_t multipathMedianPairsAvx2(const float* top, std::size_t width, float* out,
+                                     std::size_t first, std::size_t pairs);
+std::size_t multipathMedianPairsAvx512(const float* top, std::size_t width, float* out,
+                                       std::size_t first, std::size_t pairs);
+#endif
+
+// The same median, one pair per lane on backend D (first on the wide x86
+// backends up to `wideLanes`) and the row's remaining pairs in scalar code.
 template <class D>
-void multipathMedian(D d, uint32_t width, uint32_t height, float* data, float* scratch) {
+void multipathMedian(D d, uint32_t width, uint32_t height, float* data, float* scratch,
+                     unsigned wideLanes = 4) {
+  static_cast<void>(wideLanes);
   median_detail::forEachInteriorRow(
       width, height, data, scratch, [&](const float* top, float* out, std::size_t pairs) {
-        const std::size_t done = median_detail::vectorPairs(d, top, width, out, pairs);
+        std::size_t done = 0;
+#if defined(KELVORA_WIDE_X86)
+        if (wideLanes >= 16) done = multipathMedianPairsAvx512(top, width, out, done, pairs);
+        if (wideLanes >= 8) done = multipathMedianPairsAvx2(top, width, out, done, pairs);
+#endif
+        done = median_detail::vectorPairs(d, top, width, out, done, pairs);
         median_detail::scalarPairs(top, width, out, done, pairs);
       });
 }

@@ -195,6 +195,26 @@ inline bool AllFalse(M m) {
   return _mm256_testz_si256(m.v, m.v) != 0;
 }
 
+// Full-width lane shuffles with the four-lane backends' meaning:
+// ConcatEven(hi, lo) = lo0 lo2 .. hi0 hi2 .., InterleaveLower(a, b) =
+// a0 b0 a1 b1 .. over the lower halves.
+inline VF ConcatEven(VF hi, VF lo) {
+  const __m256 inLanes = _mm256_shuffle_ps(lo.v, hi.v, _MM_SHUFFLE(2, 0, 2, 0));
+  return VF{_mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(inLanes), 0xD8))};
+}
+inline VF ConcatOdd(VF hi, VF lo) {
+  const __m256 inLanes = _mm256_shuffle_ps(lo.v, hi.v, _MM_SHUFFLE(3, 1, 3, 1));
+  return VF{_mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(inLanes), 0xD8))};
+}
+inline VF InterleaveLower(VF a, VF b) {
+  return VF{
+      _mm256_permute2f128_ps(_mm256_unpacklo_ps(a.v, b.v), _mm256_unpackhi_ps(a.v, b.v), 0x20)};
+}
+inline VF InterleaveUpper(VF a, VF b) {
+  return VF{
+      _mm256_permute2f128_ps(_mm256_unpacklo_ps(a.v, b.v), _mm256_unpackhi_ps(a.v, b.v), 0x31)};
+}
+
 // Callers keep every index inside the table (clamped before the look-up).
 // Eight scalar loads beat the gather instruction on the processors measured.
 inline VF GatherIndex(Tag, const float* table, VI idx) {

@@ -189,6 +189,27 @@ inline bool AllFalse(M m) {
   return m.v == 0;
 }
 
+// Full-width lane shuffles with the four-lane backends' meaning:
+// ConcatEven(hi, lo) = lo0 lo2 .. hi0 hi2 .., InterleaveLower(a, b) =
+// a0 b0 a1 b1 .. over the lower halves.
+inline VF ConcatEven(VF hi, VF lo) {
+  const __m512i even = _mm512_setr_epi32(0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
+  return VF{_mm512_permutex2var_ps(lo.v, even, hi.v)};
+}
+inline VF ConcatOdd(VF hi, VF lo) {
+  const __m512i odd = _mm512_setr_epi32(1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31);
+  return VF{_mm512_permutex2var_ps(lo.v, odd, hi.v)};
+}
+inline VF InterleaveLower(VF a, VF b) {
+  const __m512i lower = _mm512_setr_epi32(0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+  return VF{_mm512_permutex2var_ps(a.v, lower, b.v)};
+}
+inline VF InterleaveUpper(VF a, VF b) {
+  const __m512i upper =
+      _mm512_setr_epi32(8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31);
+  return VF{_mm512_permutex2var_ps(a.v, upper, b.v)};
+}
+
 // Callers keep every index inside the table (clamped before the look-up).
 // Scalar loads beat the gather instruction on the processors measured.
 inline VF GatherIndex(Tag, const float* table, VI idx) {

@@ -20,6 +20,7 @@
 #include "filters/AdaptiveNoiseFilter.hpp"
 #include "filters/Filter2Freq.hpp"
 #include "filters/MultipathFlagsKernel.hpp"
+#include "filters/MultipathMedian.hpp"
 #include "simd/WideVectors.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
 
@@ -224,6 +225,27 @@ TEST_P(WideStages, AdaptiveNoiseFilterIsBitIdentical) {
     };
     SCOPED_TRACE(radius);
     expectSameBits(run(4), run(GetParam()), "distance");
+  }
+}
+
+TEST_P(WideStages, MultipathMedianIsBitIdentical) {
+  SKIP_UNLESS_SUPPORTED(GetParam());
+  // Even and odd widths around whole steps of 16 and 8 pairs; coarse values
+  // (many ties) with NaN, infinities and both zeros, whose survivors depend on
+  // the order of the comparisons.
+  for (const uint32_t width : {45u, 68u, 70u, 21u}) {
+    auto image = hostile(width * 9, 3.0f, width);
+    for (float& v : image) {
+      if (std::isfinite(v) && v != 0.0f) v = std::round(v);
+    }
+    auto run = [&](unsigned lanes) {
+      const VectorLanes choice(lanes);
+      std::vector<float> data = image, scratch(image.size());
+      zyn_mpiFastMedian(width, 9, data.data(), scratch.data());
+      return data;
+    };
+    SCOPED_TRACE(width);
+    expectSameBits(run(4), run(GetParam()), "median");
   }
 }
 

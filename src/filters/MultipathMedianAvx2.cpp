@@ -1,0 +1,10 @@
+#include "filters/MultipathMedianKernel.hpp"
+
+namespace kelvora {
+
+std::size_t multipathMedianPairsAvx2(const float* top, std::size_t width, float* out,
+                                     std::size_t first, std::size_t pairs) {
+  return median_detail::vectorPairs(simd::avx2::Tag(), top, width, out, first, pairs);
+}
+
+}  // namespace kelvora

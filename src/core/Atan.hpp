@@ -29,7 +29,7 @@ inline VF AtanKernel(D d, VF x) {
   const VF mf = ConvertToFloat(m);
   VF lo;
   VF hi;
-  GatherPairs(d, kAtanTable, m, &lo, &hi);
+  GatherPairs32(d, kAtanTable, m, &lo, &hi);
   const VF t = Mul(Sub(u, Mul(mf, Set(d, kAtanStep))), Set(d, 31.0f));
   const VF r = Mul(Add(lo, Mul(t, Sub(hi, lo))), sign);
   return IfThenElse(folded, Sub(Mul(sign, Set(d, kAtanHalfPi)), r), r);

@@ -240,4 +240,9 @@ inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) 
   second->v = _mm256_shuffle_ps(lo, hi, _MM_SHUFFLE(3, 1, 3, 1));
 }
 
+// GatherPairs from a table of 33 entries with indices 0..31.
+inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* second) {
+  GatherPairs(d, table, idx, first, second);
+}
+
 }  // namespace kelvora::simd::avx2

@@ -242,4 +242,12 @@ inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) 
   second->v = _mm512_shuffle_ps(lo, hi, _MM_SHUFFLE(3, 1, 3, 1));
 }
 
+// GatherPairs from a table of 33 entries with indices 0..31: two-register
+// permutes over the table and over the table shifted by one, no per-lane load.
+inline void GatherPairs32(Tag, const float* table, VI idx, VF* first, VF* second) {
+  first->v = _mm512_permutex2var_ps(_mm512_loadu_ps(table), idx.v, _mm512_loadu_ps(table + 16));
+  second->v =
+      _mm512_permutex2var_ps(_mm512_loadu_ps(table + 1), idx.v, _mm512_loadu_ps(table + 17));
+}
+
 }  // namespace kelvora::simd::avx512

@@ -292,4 +292,9 @@ inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) 
   second->v = split.val[1];
 }
 
+// GatherPairs from a table of 33 entries with indices 0..31.
+inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* second) {
+  GatherPairs(d, table, idx, first, second);
+}
+
 }  // namespace kelvora::simd::neon

@@ -313,4 +313,9 @@ inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) 
 
 #undef KELVORA_SCALAR_MAP
 
+// GatherPairs from a table of 33 entries with indices 0..31.
+inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* second) {
+  GatherPairs(d, table, idx, first, second);
+}
+
 }  // namespace kelvora::simd::scalar

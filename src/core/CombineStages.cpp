@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "simd/WideVectors.hpp"
+
 namespace kelvora {
 
 void wrapSingleFrequencyDistance(uint32_t n, const float* in, float range, float* out) {
@@ -13,7 +15,7 @@ void flagNoise(uint32_t n, const float* noise, float threshold, uint32_t* flagsO
 }
 
 void flagFlyingPixels(const KelvoraParameter& p, const float* distance, uint32_t* flagsOut) {
-  FlagFlyingPixelsKernel(simd::NativeTag(), p, distance, flagsOut);
+  FlagFlyingPixelsKernel(simd::NativeTag(), p, distance, flagsOut, simd::vectorLanes());
 }
 
 void validateImage(const KelvoraParameter& p, KelvoraOutput& out) {

@@ -72,21 +72,62 @@ inline bool isFlyingPixel(const KelvoraParameter& p, const float* above, const f
   return horizontal || vertical;
 }
 
-// The flying-pixel test over the interior, groups of four interior pixels at
-// a time and the rest of each row one by one, with the same operations (the
-// division correctly rounded on every backend).
+// The flying-pixel limits and the flag, as vectors of backend D.
+template <class D>
+struct FlyingPixelVectors {
+  explicit FlyingPixelVectors(D d, const KelvoraParameter& p)
+      : near(Set(d, p.flyingPixelNearDist)),
+        far(Set(d, p.flyingPixelFarDist)),
+        f0(Set(d, p.flyingPixelF0)),
+        f1(Set(d, p.flyingPixelF1)),
+        slope(Set(d, p.flyingPixelF1 - p.flyingPixelF0)),
+        span(Set(d, p.flyingPixelFarDist - p.flyingPixelNearDist)),
+        flag(SetU(d, flags::kFlyingPixel)) {}
+  decltype(Zero(D())) near, far, f0, f1, slope, span;
+  decltype(SetU(D(), 0u)) flag;
+};
+
+// One row of the flying-pixel test from column x in whole groups of the
+// backend's width while every lane is an interior pixel; returns the first
+// column left. The same operations as isFlyingPixel, the division correctly
+// rounded on every backend.
+template <class D>
+uint32_t FlyingPixelRowGroups(D d, const FlyingPixelVectors<D>& v, const float* above,
+                              const float* row, const float* below, uint32_t width,
+                              uint32_t* rowFlags, uint32_t x) {
+  constexpr uint32_t kStep = static_cast<uint32_t>(D::kLanes);
+  for (; x + kStep < width; x += kStep) {
+    const auto dist = Abs(LoadU(d, row + x));
+    const auto ramp = Add(v.f0, DivExact(Mul(Sub(dist, v.near), v.slope), v.span));
+    const auto limit = IfThenElse(Gt(dist, v.near), IfThenElse(Lt(dist, v.far), ramp, v.f1), v.f0);
+    const auto horizontal = And(Gt(Abs(Sub(LoadU(d, row + x - 1), dist)), limit),
+                                Gt(Abs(Sub(LoadU(d, row + x + 1), dist)), limit));
+    const auto vertical = And(Gt(Abs(Sub(LoadU(d, above + x), dist)), limit),
+                              Gt(Abs(Sub(LoadU(d, below + x), dist)), limit));
+    StoreU32(Or(LoadU32(d, rowFlags + x), IfThenElseZero(Or(horizontal, vertical), v.flag)), d,
+             rowFlags + x);
+  }
+  return x;
+}
+
+#if defined(KELVORA_WIDE_X86)
+// One row's whole groups of the flying-pixel test on the AVX2 (AVX-512)
+// backend, in CombineStagesAvx2.cpp (CombineStagesAvx512.cpp).
+uint32_t flyingPixelRowGroupsAvx2(const KelvoraParameter& p, const float* above, const float* row,
+                                  const float* below, uint32_t* rowFlags, uint32_t x);
+uint32_t flyingPixelRowGroupsAvx512(const KelvoraParameter& p, const float* above, const float* row,
+                                    const float* below, uint32_t* rowFlags, uint32_t x);
+#endif
+
+// The flying-pixel test over the interior: groups of interior pixels (first
+// on the wide x86 backends up to `wideLanes`), the rest of each row one by one.
 template <class D>
 void FlagFlyingPixelsKernel(D d, const KelvoraParameter& p, const float* distance,
-                            uint32_t* flagsOut) {
+                            uint32_t* flagsOut, unsigned wideLanes = 4) {
+  static_cast<void>(wideLanes);
   const uint32_t w = p.width, h = p.height;
   if (h < 3 || w < 3) return;
-  const auto near = Set(d, p.flyingPixelNearDist);
-  const auto far = Set(d, p.flyingPixelFarDist);
-  const auto f0 = Set(d, p.flyingPixelF0);
-  const auto f1 = Set(d, p.flyingPixelF1);
-  const auto slope = Set(d, p.flyingPixelF1 - p.flyingPixelF0);
-  const auto span = Set(d, p.flyingPixelFarDist - p.flyingPixelNearDist);
-  const auto flag = SetU(d, flags::kFlyingPixel);
+  const FlyingPixelVectors<D> v(d, p);
   for (uint32_t y = 1; y + 1 < h; ++y) {
     const std::size_t rowStart = static_cast<std::size_t>(y) * w;
     const float* row = distance + rowStart;
@@ -94,17 +135,11 @@ void FlagFlyingPixelsKernel(D d, const KelvoraParameter& p, const float* distanc
     const float* below = row + w;
     uint32_t* rowFlags = flagsOut + rowStart;
     uint32_t x = 1;
-    for (; x + 4 < w; x += 4) {
-      const auto v = Abs(LoadU(d, row + x));
-      const auto ramp = Add(f0, DivExact(Mul(Sub(v, near), slope), span));
-      const auto limit = IfThenElse(Gt(v, near), IfThenElse(Lt(v, far), ramp, f1), f0);
-      const auto horizontal = And(Gt(Abs(Sub(LoadU(d, row + x - 1), v)), limit),
-                                  Gt(Abs(Sub(LoadU(d, row + x + 1), v)), limit));
-      const auto vertical = And(Gt(Abs(Sub(LoadU(d, above + x), v)), limit),
-                                Gt(Abs(Sub(LoadU(d, below + x), v)), limit));
-      StoreU32(Or(LoadU32(d, rowFlags + x), IfThenElseZero(Or(horizontal, vertical), flag)), d,
-               rowFlags + x);
-    }
+#if defined(KELVORA_WIDE_X86)
+    if (wideLanes >= 16) x = flyingPixelRowGroupsAvx512(p, above, row, below, rowFlags, x);
+    if (wideLanes >= 8) x = flyingPixelRowGroupsAvx2(p, above, row, below, rowFlags, x);
+#endif
+    x = FlyingPixelRowGroups(d, v, above, row, below, w, rowFlags, x);
     for (; x + 1 < w; ++x) {
       if (isFlyingPixel(p, above, row, below, x)) rowFlags[x] |= flags::kFlyingPixel;
     }

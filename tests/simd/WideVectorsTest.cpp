@@ -12,8 +12,10 @@
 #include <utility>
 #include <vector>
 
+#include "common/CoreFixtures.hpp"
 #include "common/PipelineHarness.hpp"
 #include "core/CalcPixel.hpp"
+#include "core/CombineStages.hpp"
 #include "core/KelvoraParameter.hpp"
 #include "core/TwoFrequencyUnwrap.hpp"
 #include "core/UnscrambleReIm.hpp"
@@ -247,6 +249,21 @@ TEST_P(WideStages, MultipathMedianIsBitIdentical) {
     SCOPED_TRACE(width);
     expectSameBits(run(4), run(GetParam()), "median");
   }
+}
+
+TEST_P(WideStages, FlyingPixelTestIsBitIdentical) {
+  SKIP_UNLESS_SUPPORTED(GetParam());
+  // Distances across the limit's ramp, neighbours close to the limits.
+  auto distance = hostile(kCount, 6.0f, 30);
+  for (uint32_t i = 1; i < kCount; i += 2) distance[i] = distance[i - 1] + 0.05f;
+  const KelvoraParameter p = testing::defaultParameters(kWidth, kHeight);
+  auto run = [&](unsigned lanes) {
+    const VectorLanes choice(lanes);
+    std::vector<uint32_t> flags(kCount, 0x8u);
+    flagFlyingPixels(p, distance.data(), flags.data());
+    return flags;
+  };
+  expectSameBits(run(4), run(GetParam()), "flags");
 }
 
 #if defined(KELVORA_WIDE_X86)

@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "calibration/LegacyLayout.hpp"
+#include "common/CoreFixtures.hpp"
+#include "common/EngineHarness.hpp"
 #include "core/StatusCodes.hpp"
 #include "hardening/HardeningSupport.hpp"
 #include "interface/ParameterRegistry.hpp"
@@ -39,16 +41,31 @@ std::function<Outcome()> blob(std::function<std::vector<uint8_t>()> make) {
   return [make] { return hardening::getKelvoraOutcome(make()); };
 }
 
-std::vector<uint8_t> container() {
-  return hardening::containerBlob(hardening::smallOptions());
-}
-std::vector<uint8_t> containerWith(const synth::ContainerWriterOptions& o) {
-  hardening::RecordPtr c(synth::makeSyntheticCalibration(hardening::smallOptions()));
+std::vector<uint8_t> container(const synth::ContainerWriterOptions& o = {}) {
+  testing::CalibrationPtr c(synth::makeSyntheticCalibration(testing::smallCalibration()));
   return synth::writeContainerCalibration(*c, o);
+}
+std::vector<uint8_t> containerAnnouncing(uint32_t frequencies) {
+  synth::ContainerWriterOptions o;
+  o.frequencyCount = frequencies;
+  return container(o);
+}
+// A root header of width x height pixels over the 40 x 30 region of interest.
+std::vector<uint8_t> containerClaiming(uint32_t width, uint32_t height) {
+  synth::ContainerWriterOptions o;
+  o.dimension0 = width;
+  o.dimension1 = height;
+  return container(o);
 }
 std::vector<uint8_t> cut(std::vector<uint8_t> bytes, size_t size) {
   bytes.resize(size);
   return bytes;
+}
+std::vector<uint8_t> half(const std::vector<uint8_t>& bytes) {
+  return cut(bytes, bytes.size() / 2);
+}
+std::vector<uint8_t> withoutLastByte(const std::vector<uint8_t>& bytes) {
+  return cut(bytes, bytes.size() - 1);
 }
 std::vector<uint8_t> text(const char* s, size_t n) {
   return std::vector<uint8_t>(s, s + n);
@@ -63,9 +80,9 @@ std::vector<uint8_t> randomBytes(size_t n, uint64_t seed) {
 // An engine call on an engine made from `options`.
 std::function<Outcome()> onEngine(
     std::function<KelvoraStatus(IKelvora&)> call,
-    synth::SyntheticCalibrationOptions options = hardening::smallOptions()) {
+    synth::SyntheticCalibrationOptions options = testing::smallCalibration()) {
   return [call, options] {
-    hardening::EnginePtr e = hardening::engineFor(hardening::containerBlob(options));
+    testing::EnginePtr e = testing::makeEngine(testing::containerBlobFor(options));
     if (!e) return Outcome{KelvoraStatus::CALIBRATION_ERROR, 0xFFFFFFFFu, "no engine"};
     return hardening::captured([&] { return call(*e); });
   };
@@ -94,52 +111,27 @@ const std::vector<BadInputRow>& rows() {
        KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, ""},
       {"container cut after 100 bytes", "getKelvora", blob([] { return cut(container(), 100); }),
        KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, ""},
-      {"container cut in half", "getKelvora", blob([] {
-         std::vector<uint8_t> b = container();
-         return cut(b, b.size() / 2);
-       }),
+      {"container cut in half", "getKelvora", blob([] { return half(container()); }),
        KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, kBodyMessage},
-      {"container without its last byte", "getKelvora", blob([] {
-         std::vector<uint8_t> b = container();
-         return cut(b, b.size() - 1);
-       }),
-       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, kBodyMessage},
-      {"container announcing 65535 frequencies", "getKelvora", blob([] {
-         synth::ContainerWriterOptions o;
-         o.frequencyCount = 0xFFFF;
-         return containerWith(o);
-       }),
-       KelvoraStatus::CALIBRATION_ERROR, status::kUnsupported, ""},
-      {"container announcing 4 frequencies", "getKelvora", blob([] {
-         synth::ContainerWriterOptions o;
-         o.frequencyCount = 4;
-         return containerWith(o);
-       }),
-       KelvoraStatus::CALIBRATION_ERROR, status::kUnsupported, ""},
-      {"container whose root header claims 65535 x 65535 pixels", "getKelvora", blob([] {
-         synth::ContainerWriterOptions o;
-         o.dimension0 = 65535;
-         o.dimension1 = 65535;
-         return containerWith(o);
-       }),
-       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, ""},
+      {"container without its last byte", "getKelvora",
+       blob([] { return withoutLastByte(container()); }), KelvoraStatus::CALIBRATION_ERROR,
+       status::kStreamTooShort, kBodyMessage},
+      {"container announcing 65535 frequencies", "getKelvora",
+       blob([] { return containerAnnouncing(0xFFFF); }), KelvoraStatus::CALIBRATION_ERROR,
+       status::kUnsupported, ""},
+      {"container announcing 4 frequencies", "getKelvora",
+       blob([] { return containerAnnouncing(4); }), KelvoraStatus::CALIBRATION_ERROR,
+       status::kUnsupported, ""},
+      {"container whose root header claims 65535 x 65535 pixels", "getKelvora",
+       blob([] { return containerClaiming(65535, 65535); }), KelvoraStatus::CALIBRATION_ERROR,
+       status::kStreamTooShort, ""},
       {"container whose root header (1 pixel) disagrees with its region of interest", "getKelvora",
-       blob([] {
-         synth::ContainerWriterOptions o;
-         o.dimension0 = 1;
-         o.dimension1 = 1;
-         return containerWith(o);
-       }),
-       KelvoraStatus::CALIBRATION_ERROR, status::kUnsupported, kBodyMessage},
-      {"legacy blob cut in half", "getKelvora", blob([] {
-         std::vector<uint8_t> b = hardening::legacyBlob();
-         return cut(b, b.size() / 2);
-       }),
+       blob([] { return containerClaiming(1, 1); }), KelvoraStatus::CALIBRATION_ERROR,
+       status::kUnsupported, kBodyMessage},
+      {"legacy blob cut in half", "getKelvora", blob([] { return half(hardening::legacyBlob()); }),
        KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, "Start converting!"},
-      {"legacy blob without its last byte", "getKelvora", blob([] {
-         std::vector<uint8_t> b = hardening::legacyBlob();
-         return cut(b, b.size() - 1);
-       }),
+      {"legacy blob without its last byte", "getKelvora",
+       blob([] { return withoutLastByte(hardening::legacyBlob()); }),
        KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, "Start converting!"},
       {"legacy blob with a region of interest 0 pixels wide", "getKelvora", blob([] {
          std::vector<uint8_t> b = hardening::legacyBlob();
@@ -150,7 +142,7 @@ const std::vector<BadInputRow>& rows() {
        KelvoraStatus::CALIBRATION_ERROR, status::kUnsupported, "Start converting!"},
       {"complete block-format blob (the catch-all legacy handler comes first)", "getKelvora",
        blob([] {
-         hardening::RecordPtr c(synth::makeSyntheticCalibration(hardening::smallOptions()));
+         testing::CalibrationPtr c(synth::makeSyntheticCalibration(testing::smallCalibration()));
          return synth::writeBlockCalibration(*c);
        }),
        KelvoraStatus::CALIBRATION_ERROR, status::kUnsupported, "Start converting!"},
@@ -181,11 +173,7 @@ const std::vector<BadInputRow>& rows() {
              one[0] = getAllParameters().at(NUM_FREQS);
              return c.setParameters(ImmutableField<Parameter>(one));
            },
-           [] {
-             synth::SyntheticCalibrationOptions o = hardening::smallOptions();
-             o.frequencies = {60240000u};
-             return o;
-           }()),
+           testing::smallCalibration({60240000u})),
        KelvoraStatus::UNKNOWN_PARAMETER, static_cast<uint32_t>(NUM_FREQS), ""},
       {"custom field 128 of a container calibration (it has none)",
        "copyCalibrationFieldImpl(CUSTOM)", onEngine([](IKelvora& e) {

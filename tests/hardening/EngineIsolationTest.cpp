@@ -5,118 +5,103 @@
 #include <cstring>
 #include <vector>
 
-#include "calibration/HandlerPsfAndDirections.hpp"
-#include "hardening/HardeningSupport.hpp"
-#include "synthetic/SceneRenderer.hpp"
+#include "common/EngineHarness.hpp"
 
 namespace kelvora {
 namespace {
 
-using hardening::EnginePtr;
+using testing::EnginePtr;
+using testing::inputFor;
 
-struct Frames {
-  synth::RenderedFrameSet set;
-  Input<ArrayReference, 2> input;
-};
-
-// Frame sets for a calibration, rendered as the engine sees it.
-std::vector<Frames> render(const synth::SyntheticCalibrationOptions& o, uint32_t count) {
-  hardening::RecordPtr c(synth::makeSyntheticCalibration(o));
-  const uint32_t n = o.width * o.height;
-  kelvora_calcTavelPsfAndDirections(c.get(), n);
-  const synth::SceneOptions scene;
-  const synth::SceneGeometry g = synth::castScene(c->directions, o.width, o.height, scene);
-  std::vector<Frames> frames(count);
-  for (uint32_t i = 0; i < count; ++i) {
-    frames[i].set = synth::renderFrameSet(*c, g, scene, i);
-    synth::RenderedFrameSet& s = frames[i].set;
-    Input<ArrayReference, 2>& in = frames[i].input;
-    in.temperature = s.temperature;
-    in.intensityExposureTime = s.exposureTimes[0];
-    in.intensityFrame = ArrayReference<unsigned short>(s.grey.data(), n);
-    for (uint32_t f = 0; f < s.frequencyCount; ++f) {
-      in.frequencies[f].exposureTime = s.exposureTimes[1 + f];
-      for (uint32_t k = 0; k < 4; ++k) {
-        in.frequencies[f].phaseFrames[k] = ArrayReference<unsigned short>(s.phase[f][k].data(), n);
-      }
-    }
-  }
+std::vector<synth::RenderedFrameSet> render(const synth::SyntheticCalibrationOptions& o,
+                                            uint32_t count) {
+  const testing::SceneForEngine scene(o);
+  std::vector<synth::RenderedFrameSet> frames;
+  for (uint32_t i = 0; i < count; ++i) frames.push_back(scene.render(i));
   return frames;
 }
 
 template <ResultType RT>
-std::vector<unsigned char> bytesOf(IKelvora& e) {
+void appendBytes(IKelvora& e, std::vector<unsigned char>& out) {
   const auto r = e.results<RT>();
   const auto* p = reinterpret_cast<const unsigned char*>(r.data());
-  return std::vector<unsigned char>(p, p + r.size() * sizeof(*r.data()));
+  out.insert(out.end(), p, p + r.size() * sizeof(*r.data()));
 }
 
-struct Snapshot {
-  std::vector<unsigned char> distance, amplitude, noise, intensity, cloud, flags, proposals;
-  bool operator==(const Snapshot& o) const {
-    return distance == o.distance && amplitude == o.amplitude && noise == o.noise &&
-           intensity == o.intensity && cloud == o.cloud && flags == o.flags &&
-           proposals == o.proposals;
-  }
-};
-
-Snapshot snapshot(IKelvora& e) {
-  return {bytesOf<DISTANCE>(e),          bytesOf<AMPLITUDE>(e),   bytesOf<NOISE>(e),
-          bytesOf<INTENSITY>(e),         bytesOf<POINT_CLOUD>(e), bytesOf<FLAGS>(e),
-          bytesOf<EXPOSURE_PROPOSALS>(e)};
+// Every result of the engine, byte for byte.
+std::vector<unsigned char> snapshot(IKelvora& e) {
+  std::vector<unsigned char> all;
+  appendBytes<DISTANCE>(e, all);
+  appendBytes<AMPLITUDE>(e, all);
+  appendBytes<NOISE>(e, all);
+  appendBytes<INTENSITY>(e, all);
+  appendBytes<POINT_CLOUD>(e, all);
+  appendBytes<FLAGS>(e, all);
+  appendBytes<EXPOSURE_PROPOSALS>(e, all);
+  return all;
 }
 
+// 91 pixels, one frequency: vector tails and a second shape of scratch.
 synth::SyntheticCalibrationOptions otherOptions() {
-  synth::SyntheticCalibrationOptions o;
+  synth::SyntheticCalibrationOptions o = testing::smallCalibration({60240000u});
   o.width = 13;
   o.height = 7;
-  o.frequencies = {60240000u};
   o.seed = 9;
   return o;
 }
 
 TEST(EngineIsolation, InterleavedEnginesGiveTheResultsOfEngineAlone) {
-  const synth::SyntheticCalibrationOptions a = hardening::smallOptions();
+  const synth::SyntheticCalibrationOptions a = testing::smallCalibration();
   const synth::SyntheticCalibrationOptions b = otherOptions();
-  std::vector<Frames> framesA = render(a, 3);
-  std::vector<Frames> framesB = render(b, 3);
+  std::vector<synth::RenderedFrameSet> framesA = render(a, 3);
+  std::vector<synth::RenderedFrameSet> framesB = render(b, 3);
+  const std::vector<uint8_t> blobA = testing::containerBlobFor(a);
+  const std::vector<uint8_t> blobB = testing::containerBlobFor(b);
 
   // Reference: A alone.
-  std::vector<Snapshot> alone;
+  std::vector<std::vector<unsigned char>> alone;
   {
-    EnginePtr e = hardening::engineFor(hardening::containerBlob(a));
+    EnginePtr e = testing::makeEngine(blobA);
     ASSERT_NE(e, nullptr);
-    for (Frames& f : framesA) {
-      e->processWhole(f.input);
+    for (synth::RenderedFrameSet& f : framesA) {
+      e->processWhole(inputFor(f));
       alone.push_back(snapshot(*e));
     }
   }
 
-  EnginePtr engineA = hardening::engineFor(hardening::containerBlob(a));
-  EnginePtr engineB = hardening::engineFor(hardening::containerBlob(b));
+  EnginePtr engineA = testing::makeEngine(blobA);
+  EnginePtr engineB = testing::makeEngine(blobB);
   ASSERT_NE(engineA, nullptr);
   ASSERT_NE(engineB, nullptr);
   for (size_t i = 0; i < framesA.size(); ++i) {
-    engineB->processWhole(framesB[i].input);
-    engineA->processIntensity(framesA[i].input);
-    engineB->processWhole(framesB[(i + 1) % framesB.size()].input);
-    engineA->processModFrames<FREQUENCY_1>(framesA[i].input);
+    const Input<ArrayReference, 2> in = inputFor(framesA[i]);
+    engineB->processWhole(inputFor(framesB[i]));
+    engineA->processIntensity(in);
+    engineB->processWhole(inputFor(framesB[(i + 1) % framesB.size()]));
+    engineA->processModFrames<FREQUENCY_1>(in);
     // Reconfiguring B (a re-initialisation) between A's calls.
     EXPECT_EQ(engineB->reconfigure(engineB->configuration()).code, KelvoraStatus::SUCCESS);
-    engineA->processModFrames<FREQUENCY_2>(framesA[i].input);
+    engineA->processModFrames<FREQUENCY_2>(in);
     engineA->combineResults();
     EXPECT_TRUE(snapshot(*engineA) == alone[i]) << "frame set " << i;
     if (i == 1) engineB.reset();  // A carries on after B is gone
-    if (!engineB) engineB = hardening::engineFor(hardening::containerBlob(b));
+    if (!engineB) engineB = testing::makeEngine(blobB);
   }
+}
+
+template <ResultType RT, class T>
+void redirect(Configuration& c, T* target, uint32_t size) {
+  Configuration::OutputRedirector<RT> r;
+  r.setRedirection(ArrayReference<T>(target, size));
+  c.setOutputRedirection(r);
 }
 
 // Each result redirected into an exactly sized window of one larger buffer,
 // with canaries on both sides that processing must leave alone.
 TEST(EngineIsolation, RedirectedResultsStayInsideTheirTargets) {
-  const synth::SyntheticCalibrationOptions a = otherOptions();  // 91 pixels: vector tails
-  std::vector<Frames> frames = render(a, 2);
-  EnginePtr e = hardening::engineFor(hardening::containerBlob(a));
+  const synth::SyntheticCalibrationOptions a = otherOptions();
+  std::vector<synth::RenderedFrameSet> frames = render(a, 2);
+  EnginePtr e = testing::makeEngine(testing::containerBlobFor(a));
   ASSERT_NE(e, nullptr);
   const uint32_t n = a.width * a.height;
   constexpr uint32_t kGuard = 16;
@@ -130,40 +115,26 @@ TEST(EngineIsolation, RedirectedResultsStayInsideTheirTargets) {
     arena.insert(arena.end(), s, 0u);
   }
   arena.insert(arena.end(), kGuard, kCanary);
+  auto floats = [&](ResultType k) { return reinterpret_cast<float*>(arena.data() + starts[k]); };
 
-  auto floats = [&](int k) {
-    return ArrayReference<float>(reinterpret_cast<float*>(arena.data() + starts[k]), sizes[k]);
-  };
   Configuration c = e->configuration();
-  Configuration::OutputRedirector<AMPLITUDE> amplitude;
-  amplitude.setRedirection(floats(AMPLITUDE));
-  c.setOutputRedirection(amplitude);
-  Configuration::OutputRedirector<POINT_CLOUD> cloud;
-  cloud.setRedirection(floats(POINT_CLOUD));
-  c.setOutputRedirection(cloud);
-  Configuration::OutputRedirector<NOISE> noise;
-  noise.setRedirection(floats(NOISE));
-  c.setOutputRedirection(noise);
-  Configuration::OutputRedirector<FLAGS> flags;
-  flags.setRedirection(ArrayReference<unsigned int>(arena.data() + starts[FLAGS], sizes[FLAGS]));
-  c.setOutputRedirection(flags);
-  Configuration::OutputRedirector<INTENSITY> intensity;
-  intensity.setRedirection(floats(INTENSITY));
-  c.setOutputRedirection(intensity);
-  Configuration::OutputRedirector<DISTANCE> distance;
-  distance.setRedirection(floats(DISTANCE));
-  c.setOutputRedirection(distance);
+  redirect<POINT_CLOUD>(c, floats(POINT_CLOUD), sizes[POINT_CLOUD]);
+  redirect<AMPLITUDE>(c, floats(AMPLITUDE), n);
+  redirect<FLAGS>(c, arena.data() + starts[FLAGS], n);
+  redirect<NOISE>(c, floats(NOISE), n);
+  redirect<INTENSITY>(c, floats(INTENSITY), n);
+  redirect<DISTANCE>(c, floats(DISTANCE), n);
   ASSERT_EQ(e->reconfigure(c).code, KelvoraStatus::SUCCESS);
 
-  for (Frames& f : frames) e->processWhole(f.input);
-  EXPECT_EQ(e->results<DISTANCE>().data(), floats(DISTANCE).data());
+  for (synth::RenderedFrameSet& f : frames) e->processWhole(inputFor(f));
+  EXPECT_EQ(e->results<DISTANCE>().data(), floats(DISTANCE));
   for (int k = 0; k < 6; ++k) {
     for (uint32_t g = 1; g <= kGuard; ++g) {
       ASSERT_EQ(arena[starts[k] - g], kCanary) << "before result " << k;
     }
   }
   for (uint32_t g = 1; g <= kGuard; ++g) ASSERT_EQ(arena[arena.size() - g], kCanary);
-  // Each window was written: the distance of a pixel that sees the wall.
+  // The distance window was written: a pixel that sees the wall.
   float d;
   std::memcpy(&d, &arena[starts[DISTANCE] + n / 2], 4);
   EXPECT_GT(d, 1.0f);

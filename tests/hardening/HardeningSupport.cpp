@@ -5,39 +5,20 @@
 #include <cstdio>
 #include <sstream>
 
-#include "synthetic/ContainerCalibrationWriter.hpp"
+#include "common/CoreFixtures.hpp"
 #include "synthetic/LegacyCalibrationWriter.hpp"
+#include "synthetic/SyntheticCalibration.hpp"
 
 namespace kelvora::hardening {
 
-synth::SyntheticCalibrationOptions smallOptions() {
-  synth::SyntheticCalibrationOptions o;
-  o.width = 40;
-  o.height = 30;
-  return o;
-}
-
-std::vector<uint8_t> containerBlob(const synth::SyntheticCalibrationOptions& options) {
-  RecordPtr c(synth::makeSyntheticCalibration(options));
-  return synth::writeContainerCalibration(*c, {});
-}
-
 std::vector<uint8_t> legacyBlob() {
-  RecordPtr c(synth::makeSyntheticCalibration({}));
+  testing::CalibrationPtr c(synth::makeSyntheticCalibration({}));
   synth::LegacyWriterOptions o;
   o.fpnOffset = -0.02f;
   o.fpnStep = 0.01f;
   o.frequency[0] = {-0.1f, 0.1f, false};
   o.frequency[1] = {-0.1f, 0.1f, true};
   return synth::writeLegacyCalibration(*c, o);
-}
-
-EnginePtr engineFor(const std::vector<uint8_t>& blob) {
-  IKelvora* engine = nullptr;
-  getKelvora(ArrayReference<unsigned char>(const_cast<uint8_t*>(blob.data()),
-                                           static_cast<uint32_t>(blob.size())),
-             &engine);
-  return EnginePtr(engine);
 }
 
 namespace {

@@ -9,8 +9,9 @@
 
 #include "calibration/LegacyCalibrationHandler.hpp"
 #include "calibration/LegacyLayout.hpp"
+#include "common/CoreFixtures.hpp"
+#include "synthetic/SyntheticCalibration.hpp"
 #include "core/StatusCodes.hpp"
-#include "hardening/HardeningSupport.hpp"
 #include "synthetic/LegacyCalibrationWriter.hpp"
 
 namespace kelvora {
@@ -20,7 +21,7 @@ using legacy::kAmplitudeWigglingTerms;
 using legacy::kPhaseWigglingTerms;
 
 TEST(LegacyWriterSlots, SlotsBeyondTheRecordsTermsAreZero) {
-  hardening::RecordPtr source(synth::makeSyntheticCalibration({}));
+  kelvora::testing::CalibrationPtr source(synth::makeSyntheticCalibration({}));
   // Poison what the record does not hold: the slot past each model's terms.
   for (uint32_t f = 0; f < 2; ++f) {
     KelvoraWiggling& p = source->frequencies[f].phaseWiggling;
@@ -32,11 +33,11 @@ TEST(LegacyWriterSlots, SlotsBeyondTheRecordsTermsAreZero) {
     ASSERT_LE(a.count, kAmplitudeWigglingTerms);
   }
   const std::vector<uint8_t> blob = synth::writeLegacyCalibration(*source, {});
-  hardening::RecordPtr read(allocateCalibration(ovani_getLegacyNumPixel(nullptr, 0)));
-  testing::internal::CaptureStdout();
+  kelvora::testing::CalibrationPtr read(allocateCalibration(ovani_getLegacyNumPixel(nullptr, 0)));
+  ::testing::internal::CaptureStdout();
   const uint32_t s =
       ovani_readLegacyCalibration(blob.data(), static_cast<uint32_t>(blob.size()), read.get());
-  testing::internal::GetCapturedStdout();
+  ::testing::internal::GetCapturedStdout();
   ASSERT_EQ(s, status::kSuccess);
   for (uint32_t f = 0; f < 2; ++f) {
     const KelvoraWiggling& want = source->frequencies[f].phaseWiggling;

@@ -14,9 +14,7 @@
 #include <fstream>
 #include <vector>
 
-#include "calibration/HandlerPsfAndDirections.hpp"
-#include "hardening/HardeningSupport.hpp"
-#include "synthetic/SceneRenderer.hpp"
+#include "common/EngineHarness.hpp"
 
 namespace kelvora {
 namespace {
@@ -32,70 +30,44 @@ uint64_t residentBytes() {
 struct Workload {
   std::vector<uint8_t> blob;
   synth::RenderedFrameSet frames;
-  Input<ArrayReference, 2> input;
 };
-
-Workload workload(const synth::SyntheticCalibrationOptions& o) {
-  Workload w;
-  w.blob = hardening::containerBlob(o);
-  hardening::RecordPtr c(synth::makeSyntheticCalibration(o));
-  const uint32_t n = o.width * o.height;
-  kelvora_calcTavelPsfAndDirections(c.get(), n);
-  const synth::SceneOptions scene;
-  w.frames = synth::renderFrameSet(*c, synth::castScene(c->directions, o.width, o.height, scene),
-                                   scene, 0);
-  return w;
-}
-
-void bind(Workload& w) {
-  synth::RenderedFrameSet& s = w.frames;
-  const uint32_t n = s.width * s.height;
-  w.input.temperature = s.temperature;
-  w.input.intensityExposureTime = s.exposureTimes[0];
-  w.input.intensityFrame = ArrayReference<unsigned short>(s.grey.data(), n);
-  for (uint32_t f = 0; f < s.frequencyCount; ++f) {
-    w.input.frequencies[f].exposureTime = s.exposureTimes[1 + f];
-    for (uint32_t k = 0; k < 4; ++k) {
-      w.input.frequencies[f].phaseFrames[k] =
-          ArrayReference<unsigned short>(s.phase[f][k].data(), n);
-    }
-  }
-}
 
 // One round: three engines alive at once, each processing, reconfiguring
 // (with and without a redirection) and processing again, then all destroyed.
 void round(std::vector<Workload>& loads) {
-  std::vector<hardening::EnginePtr> engines;
-  for (Workload& w : loads) engines.push_back(hardening::engineFor(w.blob));
+  std::vector<testing::EnginePtr> engines;
+  for (Workload& w : loads) engines.push_back(testing::makeEngine(w.blob));
   std::vector<float> target;
   for (size_t i = 0; i < engines.size(); ++i) {
     IKelvora& e = *engines[i];
-    e.processWhole(loads[i].input);
+    const Input<ArrayReference, 2> input = testing::inputFor(loads[i].frames);
+    e.processWhole(input);
     target.assign(e.getWidth() * e.getHeight(), 0.0f);
     Configuration c = e.configuration();
     Configuration::OutputRedirector<DISTANCE> r;
     r.setRedirection(ArrayReference<float>(target.data(), static_cast<uint32_t>(target.size())));
     c.setOutputRedirection(r);
     e.reconfigure(c);
-    e.processWhole(loads[i].input);
+    e.processWhole(input);
     const ImmutableField<float> copy = static_cast<const IKelvora&>(e).results<AMPLITUDE>();
     r.clearRedirection();
     c.setOutputRedirection(r);
     e.reconfigure(c);
-    e.processWhole(loads[i].input);
+    e.processWhole(input);
   }
 }
 
 TEST(Soak, DISABLED_ManyEnginesLeaveTheResidentSetFlat) {
-  std::vector<synth::SyntheticCalibrationOptions> options(3, hardening::smallOptions());
+  std::vector<synth::SyntheticCalibrationOptions> options(3, testing::smallCalibration());
   options[1].width = 13;
   options[1].height = 7;
   options[1].frequencies = {60240000u};
   options[2].width = 64;
   options[2].height = 48;
   std::vector<Workload> loads;
-  for (const auto& o : options) loads.push_back(workload(o));
-  for (Workload& w : loads) bind(w);
+  for (const auto& o : options) {
+    loads.push_back({testing::containerBlobFor(o), testing::SceneForEngine(o).render()});
+  }
 
   const char* env = std::getenv("KELVORA_SOAK_ROUNDS");
   const int rounds = env != nullptr ? std::atoi(env) : 2000;

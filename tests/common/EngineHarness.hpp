@@ -16,6 +16,10 @@ struct EngineDeleter {
 };
 using EnginePtr = std::unique_ptr<IKelvora, EngineDeleter>;
 
+// 40 x 30 pixels: small enough for many engines, with vector tails.
+synth::SyntheticCalibrationOptions smallCalibration(std::vector<uint32_t> frequencies = {
+                                                        80320000u, 60240000u});
+
 std::vector<uint8_t> containerBlobFor(const synth::SyntheticCalibrationOptions& options);
 
 // getKelvora on the blob; fails the test (and returns null) on a bad status.
@@ -31,6 +35,8 @@ class SceneForEngine {
   SceneForEngine(const synth::SyntheticCalibrationOptions& calibration,
                  const synth::SceneOptions& scene = {});
   ~SceneForEngine();
+  SceneForEngine(const SceneForEngine&) = delete;
+  SceneForEngine& operator=(const SceneForEngine&) = delete;
   synth::RenderedFrameSet render(uint32_t frameIndex = 0) const;
   const synth::SceneGeometry& geometry() const { return geometry_; }
 

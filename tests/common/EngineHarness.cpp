@@ -1,4 +1,4 @@
-#include "engine/EngineTestSupport.hpp"
+#include "common/EngineHarness.hpp"
 
 #include <gtest/gtest.h>
 
@@ -6,6 +6,14 @@
 #include "synthetic/ContainerCalibrationWriter.hpp"
 
 namespace kelvora::testing {
+
+synth::SyntheticCalibrationOptions smallCalibration(std::vector<uint32_t> frequencies) {
+  synth::SyntheticCalibrationOptions o;
+  o.width = 40;
+  o.height = 30;
+  o.frequencies = std::move(frequencies);
+  return o;
+}
 
 std::vector<uint8_t> containerBlobFor(const synth::SyntheticCalibrationOptions& options) {
   KelvoraCalibration* c = synth::makeSyntheticCalibration(options);

@@ -1,4 +1,5 @@
-// The calibration record's defaults and its field access codes.
+// The calibration record's defaults and field access codes, and the registry
+// of calibration handlers that hands blobs to the readers.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -6,36 +7,28 @@
 #include <cstring>
 #include <vector>
 
+#include "CalibrationTestSupport.hpp"
+#include "calibration/CalibrationHandlerRegistry.hpp"
 #include "calibration/KelvoraCalibration.hpp"
 #include "core/StatusCodes.hpp"
+#include "synthetic/ContainerCalibrationWriter.hpp"
 
 namespace kelvora {
 namespace {
 
-struct RecordDeleter {
-  void operator()(KelvoraCalibration* c) const { kelvora_freeCalibration(c); }
-};
-using RecordPtr = std::unique_ptr<KelvoraCalibration, RecordDeleter>;
+using testing::CalibrationPtr;
 
-RecordPtr freshRecord(uint32_t pixels = 12) {
-  return RecordPtr(allocateCalibration(pixels));
+CalibrationPtr freshRecord() {
+  return testing::freshRecord(12);
 }
 
 TEST(CalibrationRecord, DefaultsOfAFreshRecord) {
-  RecordPtr c = freshRecord();
+  CalibrationPtr c = freshRecord();
   EXPECT_EQ(c->version, 1);
   EXPECT_EQ(c->type, 2);
   EXPECT_EQ(c->auxBytesSize, 32);
-  for (int i = 0; i < 32; ++i) EXPECT_EQ(c->auxBytes[i], 0);
-  for (uint32_t i = 0; i < kCalibrationTextCapacity; ++i) {
-    EXPECT_EQ(c->serial[i], 0);
-    EXPECT_EQ(c->sensorSerial[i], 0);
-  }
   EXPECT_EQ(c->directions, nullptr);
   EXPECT_EQ(c->psf, nullptr);
-  EXPECT_EQ(c->lensParameterCount, 9);
-  EXPECT_EQ(c->auxValues[0], 0xFFFF);
-  EXPECT_EQ(c->auxValues[1], 0xFFFF);
   for (float v : {c->psfScale, c->psfExponent, c->psfOffset, c->psfCentre}) {
     EXPECT_TRUE(std::isnan(v));
   }
@@ -49,7 +42,6 @@ TEST(CalibrationRecord, DefaultsOfAFreshRecord) {
   EXPECT_EQ(c->formatFlag, 1);
   EXPECT_EQ(c->frequencyCount, 5);
   EXPECT_EQ(c->customFieldCount, 5);
-  EXPECT_EQ(c->firstCustomFieldId, 0xFF);
   for (uint32_t i = 0; i < kCalibrationCustomFieldCapacity; ++i) {
     EXPECT_EQ(c->customFields[i].data, nullptr);
     EXPECT_EQ(c->customFields[i].size, 0);
@@ -120,7 +112,7 @@ void customRange(KelvoraCalibration& c) {
 class FieldSize : public ::testing::TestWithParam<SizeCase> {};
 
 TEST_P(FieldSize, ReportsSizeOrCode) {
-  RecordPtr c = freshRecord();
+  CalibrationPtr c = freshRecord();
   GetParam().prepare(*c);
   EXPECT_EQ(kelvora_getFieldSize(GetParam().field, c.get()), GetParam().expected);
 }
@@ -149,7 +141,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& param) { return std::string(param.param.name); });
 
 TEST(FieldAccess, CopiesExactlyTheReportedBytes) {
-  RecordPtr c = freshRecord();
+  CalibrationPtr c = freshRecord();
   serialAbc(*c);
   for (uint32_t i = 0; i < 4; ++i) c->calibrationROI[i] = 100 + i;
   for (int i = 0; i < 9; ++i) c->lensParameters[i] = 0.5f * static_cast<float>(i);
@@ -179,7 +171,7 @@ TEST(FieldAccess, CopiesExactlyTheReportedBytes) {
 }
 
 TEST(FieldAccess, FailuresLeaveDestinationAndRecordAlone) {
-  RecordPtr c = freshRecord();
+  CalibrationPtr c = freshRecord();
   customRange(*c);
   std::vector<unsigned char> out(16, 0xAB);
   EXPECT_EQ(kelvora_getField(10, c.get(), out.data()), status::kNoData);
@@ -206,6 +198,123 @@ TEST(CalibrationRecord, FreeAcceptsNullAndReleasesEveryBuffer) {
     c->customFields[4].data = std::malloc(5);
     kelvora_freeCalibration(c);
   }
+}
+
+// ---------------------------------------------------------------------------
+// Handler registry. Which reader a blob of each format goes to (with the
+// codes it returns) is also pinned by the bad-input table and the engine
+// tests; these cover the registry's own rules.
+
+// A sentinel that a failed read must leave in place.
+KelvoraCalibration* const kUntouched = reinterpret_cast<KelvoraCalibration*>(0x10);
+
+std::vector<uint8_t> containerBlob(uint32_t width, uint32_t height) {
+  return synth::writeContainerCalibration(*testing::syntheticRecord(width, height), {});
+}
+
+uint32_t readCalibration(const std::vector<uint8_t>& blob, KelvoraCalibration** out) {
+  return kelvora_readCalibration(blob.data(), static_cast<uint32_t>(blob.size()), out);
+}
+
+TEST(Registry, RegistersTheThreeHandlersOnceInTheirOrder) {
+  for (int i = 0; i < 5; ++i) {
+    kelvora_autoRegisterHandlers();
+    const uint8_t byte = 0;
+    kelvora_dispatchGetNumPixels(&byte, 1);
+  }
+  ASSERT_EQ(g_registeredHandlers, 3);
+  EXPECT_NE(g_autoRegisteredHandlers, 0);
+  EXPECT_EQ(g_handlers[0].getCalibrationType(), 2u);
+  EXPECT_EQ(g_handlers[1].getCalibrationType(), 1u);
+  EXPECT_EQ(g_handlers[2].getCalibrationType(), 3u);
+  EXPECT_EQ(g_handlers[0].readCustomFields, nullptr);
+  EXPECT_NE(g_handlers[0].calcPsfAndDirections, nullptr);
+  EXPECT_EQ(g_handlers[1].calcPsfAndDirections, nullptr);
+  EXPECT_NE(g_handlers[2].readCustomFields, nullptr);
+}
+
+TEST(Registry, ContainerBlobBecomesARecordWithDirections) {
+  const std::vector<uint8_t> blob = containerBlob(20, 10);
+  EXPECT_EQ(kelvora_dispatchGetNumPixels(blob.data(), static_cast<uint32_t>(blob.size())), 200);
+  KelvoraCalibration* out = kUntouched;
+  ::testing::internal::CaptureStdout();
+  ASSERT_EQ(readCalibration(blob, &out), 0u);
+  ::testing::internal::GetCapturedStdout();
+  CalibrationPtr c(out);
+  EXPECT_EQ(c->type, 2);
+  EXPECT_EQ(c->frequencyCount, 2);
+  ASSERT_NE(c->directions, nullptr);
+  for (uint32_t i = 0; i < 200; ++i) {
+    const float* d = c->directions + 3 * i;
+    EXPECT_NEAR(d[0] * d[0] + d[1] * d[1] + d[2] * d[2], 1.0f, 1e-6f);
+  }
+}
+
+TEST(Registry, ZeroPixelsAreRefusedAndKeepTheOutPointer) {
+  std::vector<uint8_t> blob = containerBlob(8, 4);
+  blob[14] = blob[15] = blob[16] = blob[17] = 0;  // a root header dimension of 0
+  KelvoraCalibration* out = kUntouched;
+  EXPECT_EQ(readCalibration(blob, &out), status::kInvalidValue);
+  EXPECT_EQ(out, kUntouched);
+}
+
+// A stand-in handler that answers every blob with a chosen read result, put
+// in front of the built-in ones for one test and removed again.
+uint32_t g_fakeReadResult = 0;
+uint32_t fakeRead(const uint8_t*, uint32_t, KelvoraCalibration* c) {
+  c->calibrationROI[0] = c->calibrationROI[1] = 0;
+  c->calibrationROI[2] = 2;
+  c->calibrationROI[3] = 2;
+  return g_fakeReadResult;
+}
+
+class RegistryWithFakeHandler : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    kelvora_autoRegisterHandlers();
+    std::memcpy(saved_, g_handlers, sizeof saved_);
+    savedCount_ = g_registeredHandlers;
+    g_handlers[0] = {[](const uint8_t*, uint32_t) { return int32_t{1}; },
+                     fakeRead,
+                     nullptr,
+                     nullptr,
+                     [] { return 99u; },
+                     [](const uint8_t*, uint32_t) { return 4; }};
+  }
+  void TearDown() override {
+    std::memcpy(g_handlers, saved_, sizeof saved_);
+    g_registeredHandlers = savedCount_;
+  }
+  KelvoraCalibrationHandler saved_[kMaxCalibrationHandlers];
+  int32_t savedCount_ = 0;
+  const uint8_t byte_ = 1;
+  KelvoraCalibration* out_ = kUntouched;
+};
+
+TEST_F(RegistryWithFakeHandler, WarningHandsTheRecordOver) {
+  g_fakeReadResult = status::kWarning;
+  EXPECT_EQ(kelvora_readCalibration(&byte_, 1, &out_), status::kWarning);
+  ASSERT_NE(out_, kUntouched);
+  CalibrationPtr c(out_);
+  EXPECT_EQ(c->calibrationROI[2], 2u);
+}
+
+TEST_F(RegistryWithFakeHandler, OtherFailuresFreeTheRecord) {
+  for (uint32_t code : {status::kUnsupported, status::kEmpty, status::kSizeMismatch}) {
+    g_fakeReadResult = code;
+    EXPECT_EQ(kelvora_readCalibration(&byte_, 1, &out_), code);  // LSan: nothing leaked
+    EXPECT_EQ(out_, kUntouched);
+  }
+}
+
+TEST_F(RegistryWithFakeHandler, NoHandlerAcceptingGivesUnsupported) {
+  g_handlers[0].supports = [](const uint8_t*, uint32_t) { return int32_t{0}; };
+  g_registeredHandlers = 1;
+  EXPECT_EQ(kelvora_dispatchGetNumPixels(&byte_, 1), static_cast<int32_t>(status::kUnsupported));
+  EXPECT_EQ(kelvora_readCalibration(&byte_, 1, &out_), status::kUnsupported);
+  EXPECT_EQ(kelvora_dispatchCalcPsfAndDirections(&byte_, 1, nullptr, 4), 0u);
+  g_registeredHandlers = 0;
+  EXPECT_EQ(kelvora_dispatchReadCalibration(&byte_, 1, nullptr), status::kUnsupported);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Value encodings of the block format checked against independent slow
 // paths: double-precision decoding and frexp-based encoding of the encoded
-// float, bit-by-bit packing, and the single-precision payload size rule.
+// float, bit-by-bit packing, the single-precision payload size rule, and
+// every data type with every count code through the block decoder.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -68,35 +69,25 @@ TEST(QvEncodedFloat, DecodesEveryWordLikeTheDoublePrecisionFormula) {
   }
 }
 
-TEST(QvEncodedFloat, InvertsTheFrexpEncodingOfEveryRepresentableFloat) {
+// The writer encodes every float as the frexp reference does, and the reader
+// (from the stream's bytes) gives the float back. Extremes: the largest float
+// needs the exponent code 255; 2^-127 is the smallest magnitude (2^-128 would
+// be word 0).
+TEST(QvEncodedFloat, WriterEncodingOfEveryRepresentableFloatReadsBack) {
   synth::SplitMix rng(12);
+  std::vector<float> values = {3.4028235e38f, -3.4028235e38f, 1.1754944e-38f, 5.8774718e-39f};
+  for (int i = 0; i < 200000; ++i) values.push_back(bitsFloat(static_cast<uint32_t>(rng.next())));
   int checked = 0;
-  for (int i = 0; i < 200000; ++i) {
-    const float x = bitsFloat(static_cast<uint32_t>(rng.next()));
+  for (float x : values) {
     uint32_t w = 0;
     if (!std::isfinite(x) || !referenceEncode(x, &w)) continue;
     ++checked;
-    ASSERT_EQ(floatBits(kelvora_decodeQVFloatWord(w)), floatBits(x)) << x;
     ASSERT_EQ(synth::encodeBlockFloat(x), w) << x;
     const uint8_t bytes[4] = {static_cast<uint8_t>(w >> 24), static_cast<uint8_t>(w >> 16),
                               static_cast<uint8_t>(w >> 8), static_cast<uint8_t>(w)};
     ASSERT_EQ(floatBits(kelvora_fromQVFloat(bytes)), floatBits(x));
   }
   EXPECT_GT(checked, 190000);
-  // Extremes: the largest float needs the exponent code 255; 2^-127 is the
-  // smallest magnitude (2^-128 would be word 0).
-  for (float x : {3.4028235e38f, -3.4028235e38f, 1.1754944e-38f, 5.8774718e-39f}) {
-    uint32_t w = 0;
-    ASSERT_TRUE(referenceEncode(x, &w));
-    EXPECT_EQ(floatBits(kelvora_decodeQVFloatWord(w)), floatBits(x)) << x;
-  }
-}
-
-TEST(QvIntegers, BigEndianBytes) {
-  const uint8_t b[4] = {0xFE, 0xDC, 0xBA, 0x98};
-  EXPECT_EQ(kelvora_fromQVUint16(b), 0xFEDCu);
-  EXPECT_EQ(kelvora_fromQVUint32(b), 0xFEDCBA98u);
-  EXPECT_EQ(kelvora_fromQVInt32(b), -19088744);
 }
 
 // Bit-by-bit reference: item i's bit j is stream bit i*bits + j.
@@ -136,15 +127,6 @@ TEST(QvPacked, UnpacksEveryWidthLikeTheBitStreamReference) {
   }
 }
 
-TEST(QvPacked, ItemCrossingAWordTakesItsHighBitsFromTheNextWord) {
-  // 3-bit items: item 10 is bits 30, 31 of word 0 and bit 0 of word 1.
-  const uint32_t words[2] = {0xC0000000u, 0x00000001u};
-  uint32_t out[11];
-  ASSERT_EQ(kelvora_unpackQVUint(words, 2, 3, 11, out), status::kSuccess);
-  for (int i = 0; i < 10; ++i) EXPECT_EQ(out[i], 0u);
-  EXPECT_EQ(out[10], 7u);
-}
-
 TEST(QvPacked, RefusesWidthsOutsideOneTo31AndTooFewWords) {
   const uint32_t words[4] = {1, 2, 3, 4};
   uint32_t out[4];
@@ -152,16 +134,6 @@ TEST(QvPacked, RefusesWidthsOutsideOneTo31AndTooFewWords) {
   EXPECT_EQ(kelvora_unpackQVUint(words, 4, 32, 4, out), status::kInvalidValue);
   EXPECT_EQ(kelvora_unpackQVUint(words, 1, 9, 4, out), status::kStreamTooShort);
   EXPECT_EQ(kelvora_unpackQVUint(words, 2, 16, 4, out), status::kSuccess);
-}
-
-TEST(QvPacked, PayloadSizeFollowsTheSinglePrecisionRule) {
-  for (uint64_t count : {0ull, 1ull, 7ull, 32ull, 33ull, 38528ull, 100000ull}) {
-    for (uint32_t bits : {1u, 3u, 16u, 31u}) {
-      const uint64_t exact = (count * bits + 31) / 32 * 4;
-      EXPECT_EQ(kelvora_getQVPackedSize(count, bits), exact) << count << " x " << bits;
-      EXPECT_EQ(synth::packedBlockBytes(count, bits), exact);
-    }
-  }
 }
 
 TEST(QvPacked, SinglePrecisionSizeShortOfTheBitsIsReportedAsTooFewWords) {
@@ -197,6 +169,94 @@ TEST(QvPacked, SinglePrecisionSizeShortOfTheBitsIsReportedAsTooFewWords) {
   EXPECT_EQ(kelvora_decodeQVBlock(&stream, &header, out.data(), count * 4, &scratch, &decoded),
             status::kStreamTooShort);
   kelvora_freeQVScratch(&scratch);
+}
+
+// ---------------------------------------------------------------------------
+// Every data type with every count code, one block at a time.
+
+uint64_t expectedCount(uint8_t code, uint32_t pixels) {
+  if (code == 0) return pixels;
+  if (code <= 248) return code;
+  if (code == 249) return 300;
+  return static_cast<uint64_t>(code - 248) * pixels;
+}
+
+TEST(QvBlockCodes, EveryTypeWithEveryCountCodeDecodes) {
+  constexpr uint32_t kPixels = 3;
+  synth::SplitMix rng(9);
+  for (uint8_t type = 0; type < 7; ++type) {
+    for (int code = 0; code < 256; ++code) {
+      SCOPED_TRACE(::testing::Message() << "type " << int(type) << " code " << code);
+      const uint64_t n = expectedCount(static_cast<uint8_t>(code), kPixels);
+      synth::BlockSpec b;
+      b.id = 40;
+      b.type = type;
+      b.countCode = code;
+      b.bits = static_cast<uint8_t>(1 + code % 31);
+      b.scale = 0.125f;
+      b.offset = -2.0f;
+      const uint32_t mask = type == 0   ? 0xFFu
+                            : type == 1 ? 0xFFFFu
+                            : type >= 5 ? (1u << b.bits) - 1u
+                                        : 0xFFFFFFFFu;
+      for (uint64_t i = 0; i < n; ++i) {
+        if (type == 4) {
+          b.floats.push_back(rng.uniform(-1000.f, 1000.f));
+        } else {
+          b.integers.push_back(static_cast<uint32_t>(rng.next()) & mask);
+        }
+      }
+      synth::BlockStreamBuilder builder(1, kPixels);
+      builder.appendBlock(b);
+      builder.appendEnd();
+      const std::vector<uint8_t>& blob = builder.bytes();
+
+      QvStream s = kelvora_createStreamFromData(blob.data(), static_cast<uint32_t>(blob.size()));
+      QvHeader h{};
+      ASSERT_EQ(kelvora_readQVHeader(&s, &h), status::kSuccess);
+      QvBlockHeader bh{};
+      ASSERT_EQ(kelvora_readQVBlockHeader(&s, kPixels, &bh), status::kSuccess);
+      ASSERT_EQ(bh.count, n);
+      ASSERT_EQ(bh.type, type);
+      std::vector<uint8_t> out(kelvora_getQVUnpackedBlockSize(&bh) + 1, 0xAA);
+      QvScratch scratch = kelvora_createQVScratch(1000);
+      uint64_t decoded = 0;
+      ASSERT_EQ(kelvora_decodeQVBlock(&s, &bh, out.data(), out.size() - 1, &scratch, &decoded),
+                status::kSuccess);
+      kelvora_freeQVScratch(&scratch);
+      ASSERT_EQ(decoded, out.size() - 1);
+      ASSERT_EQ(out.back(), 0xAA);  // nothing past the decoded size
+      // The stream stands on the end marker.
+      ASSERT_EQ(s.position + 1, blob.size());
+      for (uint64_t i = 0; i < n; ++i) {
+        switch (type) {
+          case 0:
+            ASSERT_EQ(out[i], b.integers[i]);
+            break;
+          case 1: {
+            uint16_t v;
+            std::memcpy(&v, &out[2 * i], 2);
+            ASSERT_EQ(v, b.integers[i]);
+            break;
+          }
+          case 4:
+          case 6: {
+            float v;
+            std::memcpy(&v, &out[4 * i], 4);
+            const float want =
+                type == 4 ? b.floats[i] : -2.0f + static_cast<float>(b.integers[i]) * 0.125f;
+            ASSERT_EQ(v, want) << i;
+            break;
+          }
+          default: {
+            uint32_t v;
+            std::memcpy(&v, &out[4 * i], 4);
+            ASSERT_EQ(v, b.integers[i]) << i;
+          }
+        }
+      }
+    }
+  }
 }
 
 }  // namespace

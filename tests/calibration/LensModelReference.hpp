@@ -1,13 +1,33 @@
 #pragma once
-// Double-precision references for the lens-model tests: shape-preserving
-// cubic Hermite interpolation and the scatter kernel sampled on a wrap-around
-// grid, written from the textbook definitions rather than from our code.
+// Double-precision references for the lens-model tests: the undistorted
+// viewing ray, shape-preserving cubic Hermite interpolation and the scatter
+// kernel sampled on a wrap-around grid, written from the textbook definitions
+// rather than from our code.
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <vector>
 
 namespace kelvora::testref {
+
+// The unit ray of pixel (column, row) under lens (fx fy cx cy k1 k2 p1 p2 k3):
+// `passes` fixed-point steps of the Brown-Conrady undistortion.
+inline std::array<double, 3> ray(const float* lens, double column, double row, int passes) {
+  const double x0 = (column - lens[2]) / lens[0], y0 = (row - lens[3]) / lens[1];
+  const double k1 = lens[4], k2 = lens[5], p1 = lens[6], p2 = lens[7], k3 = lens[8];
+  double x = x0, y = y0;
+  for (int it = 0; it < passes; ++it) {
+    const double r2 = x * x + y * y;
+    const double radial = 1 + k1 * r2 + k2 * r2 * r2 + k3 * r2 * r2 * r2;
+    const double dx = 2 * p1 * x * y + p2 * (r2 + 2 * x * x);
+    const double dy = p1 * (r2 + 2 * y * y) + 2 * p2 * x * y;
+    x = (x0 - dx) / radial;
+    y = (y0 - dy) / radial;
+  }
+  const double n = std::sqrt(1 + x * x + y * y);
+  return {x / n, y / n, 1 / n};
+}
 
 inline int sgn(double v) {
   return (v > 0) - (v < 0);

@@ -43,11 +43,8 @@ std::vector<SetValueCase> setValueCases() {
       {"FloatAtUpperEnd", F(2), F(1), F(5), F(5), true},
       {"FloatJustBelow", F(2), F(1), F(5), F(std::nextafter(1.0f, 0.0f)), false},
       {"FloatJustAbove", F(2), F(1), F(5), F(std::nextafter(5.0f, 6.0f)), false},
-      {"FloatBelow", F(2), F(1), F(5), F(0), false},
-      {"FloatAbove", F(2), F(1), F(5), F(6), false},
       {"FloatNaN", F(2), F(1), F(5), F(kNaN), false},
       {"FloatInfinity", F(2), F(1), F(5), F(kInf), false},
-      {"FloatMinusInfinity", F(2), F(1), F(5), F(-kInf), false},
       {"FloatNaNWithoutBounds", F(2), E(), E(), F(kNaN), true},
       {"IntOnFloat", F(2), F(1), F(5), I(3), false},
       {"IntOnUnboundedFloat", F(2), E(), E(), I(3), false},
@@ -58,11 +55,9 @@ std::vector<SetValueCase> setValueCases() {
       {"UnsignedTopHalf", U(1), U(0), U(0x80000000u), U(0x80000000u), true},
       {"UnsignedPastTopHalf", U(1), U(0), U(0x80000000u), U(0x80000001u), false},
       {"IntAtLowerEnd", I(0), I(-5), I(5), I(-5), true},
-      {"IntAtUpperEnd", I(0), I(-5), I(5), I(5), true},
       // Only a signed comparison accepts -1 between -5 and 5.
       {"IntNegative", I(0), I(-5), I(5), I(-1), true},
       {"IntBelow", I(0), I(-5), I(5), I(-6), false},
-      {"IntAbove", I(0), I(-5), I(5), I(6), false},
       {"BoolFalseInFullRange", B(true), B(false), B(true), B(false), true},
       {"BoolFalseOutsideTrueOnly", B(true), B(true), B(true), B(false), false},
       {"BoolTrueOutsideFalseOnly", B(false), B(false), B(false), B(true), false},
@@ -70,7 +65,6 @@ std::vector<SetValueCase> setValueCases() {
       {"TerminalBoolWithBounds", T(false), T(false), T(true), T(true), false},
       {"TerminalBoolWithoutBounds", T(false), E(), E(), T(true), true},
       {"AnyUnsignedWithoutBounds", U(80320000), E(), E(), U(0), true},
-      {"MaxUnsignedWithoutBounds", U(80320000), E(), E(), U(0xFFFFFFFFu), true},
       {"LoneLowerBoundIsNoBound", F(20), F(10), E(), F(-100), true},
       {"LoneUpperBoundRejects", F(2), E(), F(5), F(3), false},
       {"BoundsOfAnotherType", F(2), U(1), U(5), F(3), false},
@@ -162,21 +156,6 @@ INSTANTIATE_TEST_SUITE_P(Cases, ParameterPrintTest, ::testing::ValuesIn(printCas
                            return std::string(param.param.name);
                          });
 
-TEST(ParameterTest, DefaultIsInvalidAndEmpty) {
-  const Parameter p;
-  EXPECT_FALSE(p.isValid());
-  EXPECT_EQ(p.key(), INVALID_PARAMETER_KEY);
-  EXPECT_STREQ(p.name(), "");
-  EXPECT_STREQ(p.description(), "");
-  EXPECT_EQ(p.type(), 5u);
-  EXPECT_FALSE(p.hasBounds());
-  EXPECT_TRUE(p.lowerBound().isEmpty());
-  EXPECT_TRUE(p.impl()->functor.isEmpty());
-  std::ostringstream os;
-  os << p;
-  EXPECT_EQ(os.str(), "Invalid parameter!");
-}
-
 TEST(ParameterTest, ValidityIsDecidedByTheKeyAlone) {
   EXPECT_TRUE(ParameterBuilder().setKey(AMPLITUDE_THRESHOLD).build().isValid());
   EXPECT_TRUE(ParameterBuilder().setKey(EXPOSURE_LIMIT_UPPER).build().isValid());
@@ -193,6 +172,9 @@ TEST(ParameterTest, CopiesAreDeepAndMovesTransferTheImplementation) {
                            .build();
   Parameter copy(original);
   EXPECT_NE(copy.impl(), original.impl());
+  // Each build makes a parameter of its own.
+  ParameterBuilder builder;
+  EXPECT_NE(builder.build().impl(), builder.build().impl());
   ASSERT_TRUE(copy.setValue(F(0.1f)));
   EXPECT_TRUE(sameValue(original.getValue(), F(0.07f)));
   EXPECT_STREQ(copy.description(), "text");
@@ -238,24 +220,12 @@ class ApplyTest : public ::testing::Test {
   KelvoraParameter record;
 };
 
-TEST_F(ApplyTest, MatchingSetterWrites) {
-  ParameterImpl impl;
-  impl.value = U(60240000u);
-  impl.functor.emplace<1>([](KelvoraParameter& p, unsigned int v) { p.freq2 = v; });
-  EXPECT_TRUE(impl.apply(record));
-  EXPECT_EQ(record.freq2, 60240000u);
-}
-
-TEST_F(ApplyTest, SetterOfAnotherTypeWritesNothing) {
+TEST_F(ApplyTest, OnlyASetterOfTheValuesOwnTypeWrites) {
   ParameterImpl impl;
   impl.value = B(true);
   impl.functor.emplace<1>([](KelvoraParameter& p, unsigned int v) { p.freq2 = v; });
   EXPECT_FALSE(impl.apply(record));
-  EXPECT_TRUE(untouched());
-}
-
-TEST_F(ApplyTest, EmptyValueOrTerminalAlternativeWritesNothing) {
-  ParameterImpl impl;
+  impl.value = E();
   impl.functor.emplace<2>([](KelvoraParameter& p, bool v) { p.useAutoExposure = v; });
   EXPECT_FALSE(impl.apply(record));
   impl.value = T(true);
@@ -284,28 +254,6 @@ TEST_F(ApplyTest, WalkStartsAtTheStepItIsGiven) {
   impl.value = F(1.0f);
   EXPECT_FALSE(impl.doApply<FromInt>(record));
   EXPECT_FALSE(impl.doApply<FromUnsigned>(record));
-}
-
-TEST(ParameterBuilderTest, StoresWhatItIsGivenUnvalidated) {
-  ParameterFunctor setter;
-  setter.emplace<3>([](KelvoraParameter&, int) {});
-  ParameterBuilder builder;
-  builder.setKey(FREQUENCY_2)
-      .setName("n")
-      .setDescription("d")
-      .setValue(T(true))
-      .setBounds(U(7), F(1.5f))
-      .setFunctor(setter);
-  const Parameter a = builder.build();
-  const Parameter b = builder.build();
-  EXPECT_NE(a.impl(), b.impl());
-  EXPECT_EQ(a.key(), FREQUENCY_2);
-  EXPECT_STREQ(a.name(), "n");
-  EXPECT_STREQ(a.description(), "d");
-  EXPECT_EQ(a.type(), 4u);
-  EXPECT_TRUE(sameValue(a.lowerBound(), U(7)));
-  EXPECT_TRUE(sameValue(a.upperBound(), F(1.5f)));
-  EXPECT_EQ(a.impl()->functor.index(), 3u);
 }
 
 }  // namespace

@@ -83,7 +83,7 @@ TEST(EngineCreation, Versions) {
   EXPECT_STREQ(getVersion() - std::strlen("kelvoraVersion="), "kelvoraVersion=3.0.0.0");
 }
 
-TEST(EngineCreation, LegacyCalibrationMakesAWorkingEngine) {
+TEST(EngineEndToEnd, LegacyCalibrationMakesAWorkingEngine) {
   const std::string dir =
       (std::filesystem::temp_directory_path() / "kelvora-engine-legacy").string();
   calibrationSaveDir = dir.c_str();

@@ -7,7 +7,6 @@
 #include "AllocationProbe.hpp"
 #include "ElementSamples.hpp"
 #include "kelvora/ArrayAllocator.hpp"
-#include "kelvora/Input.hpp"
 #include "kelvora/ParameterImpl.hpp"
 
 namespace kelvora {
@@ -186,31 +185,6 @@ TEST(ArrayAllocatorTest, ParameterElementsStartInvalidAndEmpty) {
     EXPECT_TRUE(p.impl()->functor.isEmpty());
   }
   freeArray(list);
-}
-
-TEST(InputTest, ReferenceFramesShareAndHeldFramesCopy) {
-  ArrayHolder<unsigned short> grey(6);
-  Input<ArrayReference, 2> byReference;
-  byReference.temperature = 31.5f;
-  byReference.intensityExposureTime = 100;
-  byReference.intensityFrame = ArrayReference<unsigned short>(grey.data(), grey.size());
-  byReference.frequencies[1].phaseFrames[3] = byReference.intensityFrame;
-  byReference.frequencies[1].exposureTime = 900;
-  const Input<ArrayReference, 2> sharedCopy(byReference);
-  EXPECT_EQ(sharedCopy.intensityFrame.data(), grey.data());
-  EXPECT_EQ(sharedCopy.frequencies[1].phaseFrames[3].data(), grey.data());
-  EXPECT_EQ(sharedCopy.frequencies[0].phaseFrames[0].data(), nullptr);
-  EXPECT_EQ(sharedCopy.frequencies[1].exposureTime, 900u);
-
-  Input<ArrayHolder, 2> held;
-  held.intensityFrame = grey;
-  held.frequencies[0].phaseFrames[2] = ArrayHolder<unsigned short>(4);
-  const Input<ArrayHolder, 2> ownCopy(held);
-  EXPECT_NE(ownCopy.intensityFrame.data(), held.intensityFrame.data());
-  EXPECT_EQ(ownCopy.intensityFrame.size(), 6u);
-  EXPECT_NE(ownCopy.frequencies[0].phaseFrames[2].data(),
-            held.frequencies[0].phaseFrames[2].data());
-  EXPECT_EQ(ownCopy.frequencies[0].phaseFrames[2].size(), 4u);
 }
 
 }  // namespace

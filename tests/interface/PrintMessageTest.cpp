@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-
 namespace kelvora {
 namespace {
 
@@ -13,12 +11,6 @@ TEST(PrintMessageTest, FormatsLikePrintfAndEndsTheLine) {
   printMessage("%s", "");
   printMessage();
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "key 25 of FREQUENCY_1: 0.50\n\n");
-}
-
-TEST(PrintMessageDeathTest, AbortPrintsTheMessageFirst) {
-  EXPECT_EXIT(abortWithMessage("ResultType enumeration not handled completely."),
-              ::testing::KilledBySignal(SIGABRT),
-              "^ResultType enumeration not handled completely\\.\n");
 }
 
 }  // namespace

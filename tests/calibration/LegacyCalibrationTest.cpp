@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "CalibrationTestSupport.hpp"
-#include "LensModelReference.hpp"
+#include "PchipReference.hpp"
 #include "calibration/LegacyCalibrationHandler.hpp"
 #include "calibration/LegacyDirections.hpp"
 #include "core/StatusCodes.hpp"

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "CalibrationTestSupport.hpp"
-#include "LensModelReference.hpp"
+#include "PchipReference.hpp"
 #include "calibration/HandlerPsfAndDirections.hpp"
 #include "calibration/LensDirections.hpp"
 #include "calibration/PchipInterpolation.hpp"

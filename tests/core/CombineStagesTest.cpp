@@ -83,60 +83,43 @@ TYPED_TEST(CombineKernels, FlyingPixelKernelMatchesPerPixelTest) {
   }
 }
 
-TEST(FlyingPixels, OnlyPixelsStandingOutOnBothSides) {
-  KelvoraParameter p = testing::defaultParameters(5, 5);
-  // Near distances use the limit flyingPixelF0 = 0.018 m.
-  std::vector<float> d(25, 0.5f);
-  d[2 * 5 + 2] = 0.6f;   // centre: differs from all four neighbours
-  d[1 * 5 + 1] = 0.51f;  // within the limit
-  std::vector<uint32_t> fl(25, 0);
-  flagFlyingPixels(p, d.data(), fl.data());
-  for (uint32_t i = 0; i < 25; ++i) {
-    EXPECT_EQ(fl[i], i == 12 ? flags::kFlyingPixel : 0u) << i;
-  }
-}
+// Constructed scenes and the one pixel each must flag (-1: none). Near
+// distances use the limit flyingPixelF0 = 0.018 m; between 1.0 m and 4.5 m it
+// ramps to 0.14 m (0.079 m at 2.75 m); far beyond it is flyingPixelF1.
+struct FlyingCase {
+  const char* name;
+  uint32_t w, h;
+  float (*depth)(uint32_t x, uint32_t y);
+  int flagged;
+};
 
-TEST(FlyingPixels, AnEdgeIsNotAFlyingPixel) {
-  KelvoraParameter p = testing::defaultParameters(6, 4);
-  std::vector<float> d(24);
-  for (uint32_t y = 0; y < 4; ++y) {
-    for (uint32_t x = 0; x < 6; ++x) d[y * 6 + x] = x < 3 ? 1.0f : 3.0f;
-  }
-  std::vector<uint32_t> fl(24, 0);
-  flagFlyingPixels(p, d.data(), fl.data());
-  for (uint32_t v : fl) EXPECT_EQ(v, 0u);
-}
+const FlyingCase kFlyingCases[] = {
+    {"standsOutOnAllSides", 5, 5,
+     [](uint32_t x, uint32_t y) { return x == 2 && y == 2 ? 0.6f
+                                         : x == y         ? 0.51f
+                                                          : 0.5f; }, 12},
+    {"edgeIsNotFlying", 6, 4, [](uint32_t x, uint32_t) { return x < 3 ? 1.0f : 3.0f; }, -1},
+    {"belowRampLimit", 3, 3,
+     [](uint32_t x, uint32_t y) { return x == 1 && y == 1 ? 2.75f : 2.82f; }, -1},
+    {"aboveRampLimit", 3, 3,
+     [](uint32_t x, uint32_t y) { return x == 1 && y == 1 ? 2.75f : 2.84f; }, 4},
+    {"farLimit", 3, 3, [](uint32_t x, uint32_t y) { return x == 1 && y == 1 ? 6.0f : 6.13f; }, -1},
+    {"fewerThanThreeRows", 4, 2, [](uint32_t x, uint32_t y) { return (x + y) % 2 ? 5.0f : 0.0f; },
+     -1},
+};
 
-TEST(FlyingPixels, LimitRampsBetweenNearAndFar) {
-  KelvoraParameter p = testing::defaultParameters(3, 3);
-  // Between 1.0 m and 4.5 m the limit ramps from 0.018 to 0.14: at 2.75 m it
-  // is 0.079. A centre 0.07 m off stays, 0.09 m off is flagged.
-  for (auto [offset, flagged] : {std::pair{0.07f, false}, {0.09f, true}}) {
-    std::vector<float> d(9, 2.75f + offset);
-    d[4] = 2.75f;
-    std::vector<uint32_t> fl(9, 0);
+TEST(FlyingPixels, OnlyPixelsStandingOutOnBothSidesBeyondTheLimit) {
+  for (const FlyingCase& t : kFlyingCases) {
+    KelvoraParameter p = testing::defaultParameters(t.w, t.h);
+    std::vector<float> d(t.w * t.h);
+    for (uint32_t i = 0; i < d.size(); ++i) d[i] = t.depth(i % t.w, i / t.w);
+    std::vector<uint32_t> fl(d.size(), 0);
     flagFlyingPixels(p, d.data(), fl.data());
-    EXPECT_EQ(fl[4], flagged ? flags::kFlyingPixel : 0u) << offset;
-    for (uint32_t i = 0; i < 9; ++i) {
-      if (i != 4) {
-        EXPECT_EQ(fl[i], 0u) << "border pixel " << i;
-      }
+    for (uint32_t i = 0; i < fl.size(); ++i) {
+      EXPECT_EQ(fl[i], static_cast<int>(i) == t.flagged ? flags::kFlyingPixel : 0u)
+          << t.name << " pixel " << i;
     }
   }
-  // Far beyond: the limit is flyingPixelF1.
-  std::vector<float> d(9, 6.0f + 0.13f);
-  d[4] = 6.0f;
-  std::vector<uint32_t> fl(9, 0);
-  flagFlyingPixels(p, d.data(), fl.data());
-  EXPECT_EQ(fl[4], 0u);
-}
-
-TEST(FlyingPixels, FewerThanThreeRowsTestNothing) {
-  KelvoraParameter p = testing::defaultParameters(4, 2);
-  std::vector<float> d = {0, 5, 0, 5, 5, 0, 5, 0};
-  std::vector<uint32_t> fl(8, 0);
-  flagFlyingPixels(p, d.data(), fl.data());
-  for (uint32_t v : fl) EXPECT_EQ(v, 0u);
 }
 
 TEST(ValidateImage, ClearsFlaggedPixelsDenseAndSparse) {

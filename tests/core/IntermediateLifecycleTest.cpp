@@ -42,6 +42,8 @@ std::vector<float> phaseTableOf(const KelvoraCalibrationFrequency& f) {
   return t;
 }
 
+constexpr uint32_t kF80 = 80320000, kF60 = 60240000;
+
 struct OrderCase {
   const char* name;
   std::vector<uint32_t> calibrated;
@@ -85,49 +87,32 @@ TEST_P(AdaptCalibration, PutsRequestedFrequenciesFirst) {
   }
 }
 
+constexpr int32_t kMissing = status::kInitFrequencyNotCalibrated;
+// A missing first frequency still puts the second at slot 0, the only free
+// target.
 INSTANTIATE_TEST_SUITE_P(
     Orders, AdaptCalibration,
     ::testing::Values(
-        OrderCase{"inOrder", {80320000, 60240000}, 80320000, 60240000, 2, 0, {80320000, 60240000}},
-        OrderCase{"reversed", {60240000, 80320000}, 80320000, 60240000, 2, 0, {80320000, 60240000}},
-        OrderCase{"fromThree",
-                  {1000, 60240000, 80320000},
-                  80320000,
-                  60240000,
-                  2,
-                  0,
-                  {80320000, 60240000}},
-        OrderCase{"secondMissing",
-                  {60240000, 80320000},
-                  80320000,
-                  12345,
-                  2,
-                  status::kInitFrequencyNotCalibrated,
-                  {80320000, 60240000}},
-        // The first frequency is missing: the second is still placed at slot
-        // 0, the only free target.
-        OrderCase{"firstMissing",
-                  {60240000, 80320000},
-                  12345,
-                  80320000,
-                  2,
-                  status::kInitFrequencyNotCalibrated,
-                  {80320000, 60240000}},
-        OrderCase{"single", {60240000, 80320000}, 80320000, 0, 1, 0, {80320000}}),
+        OrderCase{"inOrder", {kF80, kF60}, kF80, kF60, 2, 0, {kF80, kF60}},
+        OrderCase{"reversed", {kF60, kF80}, kF80, kF60, 2, 0, {kF80, kF60}},
+        OrderCase{"fromThree", {1000, kF60, kF80}, kF80, kF60, 2, 0, {kF80, kF60}},
+        OrderCase{"secondMissing", {kF60, kF80}, kF80, 12345, 2, kMissing, {kF80, kF60}},
+        OrderCase{"firstMissing", {kF60, kF80}, 12345, kF80, 2, kMissing, {kF80, kF60}},
+        OrderCase{"single", {kF60, kF80}, kF80, 0, 1, 0, {kF80}}),
     [](const auto& param) { return std::string(param.param.name); });
 
 TEST(AdaptCalibration, SearchNeverReachesBelowThePlacedRecords) {
   // Both requested frequencies equal: the second search starts at slot 1 and
   // finds nothing there, although slot 0 holds the frequency.
-  CalibrationPtr c = calibrationWith({80320000, 60240000});
+  CalibrationPtr c = calibrationWith({kF80, kF60});
   KelvoraParameter p = defaultParameters(16, 12);
-  p.freq1 = 80320000;
-  p.freq2 = 80320000;
+  p.freq1 = kF80;
+  p.freq2 = kF80;
   EXPECT_EQ(adaptCalibration(&p, c.get()), status::kInitFrequencyNotCalibrated);
 }
 
 TEST(TavelInit, RefusesOtherRecordVersionsWithoutAllocating) {
-  CalibrationPtr c = calibrationWith({80320000, 60240000});
+  CalibrationPtr c = calibrationWith({kF80, kF60});
   c->version = 2;
   KelvoraParameter p = defaultParameters(16, 12);
   KelvoraIntermediate* im = reinterpret_cast<KelvoraIntermediate*>(0x1);
@@ -135,60 +120,44 @@ TEST(TavelInit, RefusesOtherRecordVersionsWithoutAllocating) {
   EXPECT_EQ(im, reinterpret_cast<KelvoraIntermediate*>(0x1));
 }
 
-TEST(TavelInit, OneFrequencyKeepsItsAmplitudeTableZero) {
-  CalibrationPtr c = calibrationWith({80320000});
-  KelvoraParameter p = defaultParameters(16, 12);
-  p.numFreqs = 1;
-  int32_t result = -1;
-  IntermediatePtr im = init(p, c.get(), &result);
-  EXPECT_EQ(result, 0);
-  EXPECT_EQ(im->numFreqs, 1);
-  for (uint32_t j = 0; j < kWigglingTableSize; ++j) {
-    ASSERT_EQ(im->probeData[0].amplitudeWiggling[j], 0.0f) << j;
-  }
-  EXPECT_NE(im->probeData[0].phaseWiggling[100], 0.0f);
-}
-
-TEST(TavelInit, TwoFrequenciesBuildAmplitudeTables) {
-  CalibrationPtr c = calibrationWith({80320000, 60240000});
-  KelvoraParameter p = defaultParameters(16, 12);
-  int32_t result = -1;
-  IntermediatePtr im = init(p, c.get(), &result);
-  for (uint32_t i = 0; i < 2; ++i) {
-    const KelvoraWiggling& w = c->frequencies[i].amplitudeWiggling;
-    std::vector<float> want(kWigglingTableSize);
-    initCorrectAmplitudeWiggling_cross(w.count, w.harmonic, w.phase, w.amplitude, w.offset,
-                                       want.data());
-    for (uint32_t j = 0; j < kWigglingTableSize; j += 97) {
-      EXPECT_EQ(im->probeData[i].amplitudeWiggling[j], want[j]);
+// One frequency leaves the amplitude table zero; two build one per record.
+TEST(TavelInit, AmplitudeTablesOnlyForTwoFrequencies) {
+  for (uint8_t freqs : {1, 2}) {
+    CalibrationPtr c = calibrationWith({kF80, kF60});
+    KelvoraParameter p = defaultParameters(16, 12);
+    p.numFreqs = freqs;
+    int32_t result = -1;
+    IntermediatePtr im = init(p, c.get(), &result);
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(im->numFreqs, freqs);
+    for (uint32_t i = 0; i < freqs; ++i) {
+      const KelvoraWiggling& w = c->frequencies[i].amplitudeWiggling;
+      std::vector<float> want(kWigglingTableSize, 0.0f);
+      if (freqs == 2) {
+        initCorrectAmplitudeWiggling_cross(w.count, w.harmonic, w.phase, w.amplitude, w.offset,
+                                           want.data());
+      }
+      for (uint32_t j = 0; j < kWigglingTableSize; ++j) {
+        ASSERT_EQ(im->probeData[i].amplitudeWiggling[j], want[j]) << j;
+      }
     }
   }
 }
 
-TEST(TavelInit, MaskBitZeroFlagsThePixel) {
-  CalibrationPtr c = calibrationWith({80320000, 60240000}, 8, 4);
-  for (uint32_t i = 0; i < 32; ++i) c->mask[i] = 0;
+TEST(TavelInit, MaskBitZeroFlagsThePixelAndBuffersArePadded) {
+  CalibrationPtr c = calibrationWith({kF80, kF60}, 7, 3);  // 21 pixels, not a multiple of 4
+  for (uint32_t i = 0; i < 21; ++i) c->mask[i] = 0;
   c->mask[3] = 2;   // bit 0 clear
   c->mask[5] = 3;   // bit 0 set
-  c->mask[31] = 1;  // last pixel
-  KelvoraParameter p = defaultParameters(8, 4);
-  int32_t result = -1;
-  IntermediatePtr im = init(p, c.get(), &result);
-  for (uint32_t i = 0; i < 32; ++i) {
-    const uint32_t want = (i == 5 || i == 31) ? flags::kMasked : 0u;
-    EXPECT_EQ(im->pixelFlags[i], want) << i;
-  }
-}
-
-TEST(TavelInit, BuffersHaveTheRecordsGeometry) {
-  CalibrationPtr c = calibrationWith({80320000, 60240000}, 7, 3);  // 21 pixels, not a multiple of 4
+  c->mask[20] = 1;  // last pixel
   KelvoraParameter p = defaultParameters(7, 3);
   int32_t result = -1;
   IntermediatePtr im = init(p, c.get(), &result);
   EXPECT_EQ(im->width, 7);
   EXPECT_EQ(im->height, 3);
-  EXPECT_EQ(im->probeData[0].phaseWigglingSize, kWigglingTableSize);
-  EXPECT_EQ(im->probeData[1].amplitudeWigglingSize, kWigglingTableSize);
+  for (uint32_t i = 0; i < 21; ++i) {
+    EXPECT_EQ(im->pixelFlags[i], (i == 5 || i == 20) ? flags::kMasked : 0u) << i;
+  }
   // Per-pixel buffers are padded to whole vectors: the padding is writable
   // (ASan would report otherwise) and starts zeroed.
   for (uint32_t i = 0; i < 24; ++i) {
@@ -202,7 +171,7 @@ TEST(TavelInit, BuffersHaveTheRecordsGeometry) {
 }
 
 TEST(TavelInit, PointSpreadFunctionBringsPlansAndBuffers) {
-  CalibrationPtr c = calibrationWith({80320000, 60240000}, 8, 6);
+  CalibrationPtr c = calibrationWith({kF80, kF60}, 8, 6);
   c->psfWidth = 10;
   c->psfHeight = 9;
   c->psf = static_cast<float*>(std::calloc(90, sizeof(float)));
@@ -221,7 +190,7 @@ TEST(TavelInit, PointSpreadFunctionBringsPlansAndBuffers) {
 
 TEST(TavelInit, RepeatedCyclesRelease) {
   // Run under LeakSanitizer: any buffer not released fails the build.
-  CalibrationPtr c = calibrationWith({80320000, 60240000}, 32, 24);
+  CalibrationPtr c = calibrationWith({kF80, kF60}, 32, 24);
   c->psfWidth = 36;
   c->psfHeight = 30;
   c->psf = static_cast<float*>(std::calloc(36 * 30, sizeof(float)));

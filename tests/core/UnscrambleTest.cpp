@@ -6,9 +6,6 @@
 #include <vector>
 
 #include "common/SimdTestTypes.hpp"
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraOutput.hpp"
-#include "core/KelvoraParameter.hpp"
 #include "core/UnscrambleIntensity.hpp"
 #include "core/UnscrambleReIm.hpp"
 
@@ -116,35 +113,6 @@ TEST(Unscramble, HeightOneOrZeroWritesNothing) {
       EXPECT_EQ(p.imag[i], kUntouched);
       EXPECT_EQ(p.flags[i], kFlagSentinel);
     }
-  }
-}
-
-TEST(Unscramble, EntryPointFillsProbeAndLeavesZeroedLastRow) {
-  KelvoraParameter params{};
-  params.width = 20;
-  params.height = 4;
-  params.saturationThresholdLower = 1;
-  params.saturationThresholdUpper = 4095;
-  const uint32_t n = params.width * params.height;
-  std::vector<float> imag(n, 0.0f), real(n, 0.0f), asym(n, 0.0f);
-  std::vector<uint32_t> flagWords(n, 0);
-  KelvoraIntermediateProbeData probe{};
-  probe.imag = imag.data();
-  probe.real = real.data();
-  probe.asymmetry = asym.data();
-  KelvoraOutput output{};
-  output.flags = flagWords.data();
-  std::vector<uint16_t> frames[4];
-  for (int k = 0; k < 4; ++k) frames[k].assign(n, static_cast<uint16_t>(1000 + 100 * k));
-  const uint16_t* ptrs[4] = {frames[0].data(), frames[1].data(), frames[2].data(),
-                             frames[3].data()};
-  unscrambleReIm_flagSaturation_arm(nullptr, &params, &probe, &output, ptrs);
-  for (uint32_t i = 0; i < n; ++i) {
-    const bool lastRow = i >= n - params.width;
-    EXPECT_EQ(imag[i], lastRow ? 0.0f : -200.0f);
-    EXPECT_EQ(real[i], lastRow ? 0.0f : -200.0f);
-    EXPECT_EQ(asym[i], lastRow ? 0.0f : -200.0f);  // 1000 + 1200 - 1100 - 1300
-    EXPECT_EQ(flagWords[i], 0u);
   }
 }
 

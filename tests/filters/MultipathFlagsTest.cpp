@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <random>
 #include <vector>
 
@@ -38,8 +37,7 @@ TYPED_TEST(MultipathKernels, MeasuresMatchDoublePrecisionAndTheScalarPath) {
   std::uniform_real_distribution<float> rel(0.5f, 1.5f);
   // Counts 1..11 cover every tail length; exact-size buffers catch overreads.
   for (std::size_t n = 1; n <= 11; ++n) {
-    std::vector<std::unique_ptr<float[]>> in;
-    for (int k = 0; k < 6; ++k) in.emplace_back(new float[n]);
+    std::vector<std::vector<float>> in(6, std::vector<float>(n));
     for (std::size_t i = 0; i < n; ++i) {
       in[1][i] = amp(rng);
       in[0][i] = in[1][i] * rel(rng);
@@ -48,12 +46,12 @@ TYPED_TEST(MultipathKernels, MeasuresMatchDoublePrecisionAndTheScalarPath) {
       in[5][i] = amp(rng);
       in[4][i] = in[5][i] * 0.02f * rel(rng);
     }
-    std::unique_ptr<float[]> ratio(new float[n]), noise(new float[n]);
-    std::unique_ptr<float[]> sRatio(new float[n]), sNoise(new float[n]);
-    computeMultipathMeasures(TypeParam(), n, in[0].get(), in[1].get(), in[2].get(), in[3].get(),
-                             in[4].get(), in[5].get(), ratio.get(), noise.get());
-    computeMultipathMeasures(simd::scalar::Tag(), n, in[0].get(), in[1].get(), in[2].get(),
-                             in[3].get(), in[4].get(), in[5].get(), sRatio.get(), sNoise.get());
+    std::vector<float> ratio(n), noise(n), sRatio(n), sNoise(n);
+    computeMultipathMeasures(TypeParam(), n, in[0].data(), in[1].data(), in[2].data(), in[3].data(),
+                             in[4].data(), in[5].data(), ratio.data(), noise.data());
+    computeMultipathMeasures(simd::scalar::Tag(), n, in[0].data(), in[1].data(), in[2].data(),
+                             in[3].data(), in[4].data(), in[5].data(), sRatio.data(),
+                             sNoise.data());
     for (std::size_t i = 0; i < n; ++i) {
       const double wantRatio = static_cast<double>(in[0][i]) / (in[1][i] + 1e-10) - 1.0;
       const double wantNoise = std::hypot(static_cast<double>(in[4][i]) / in[5][i],
@@ -74,6 +72,7 @@ struct ThresholdCase {
   bool flagged;
 };
 
+// Constructed cases against the rule; random ones against the scalar path.
 TYPED_TEST(MultipathKernels, NoiseFloorTestIsStrictAndOnlyOrs) {
   // factor 2, floor 0.3: the threshold is max(2 * noise, 0.3).
   const ThresholdCase cases[] = {
@@ -90,37 +89,33 @@ TYPED_TEST(MultipathKernels, NoiseFloorTestIsStrictAndOnlyOrs) {
       {0.6f, 0.1f, true},
   };
   const std::size_t n = sizeof cases / sizeof cases[0];
-  std::unique_ptr<float[]> measure(new float[n]), noise(new float[n]);
-  std::unique_ptr<uint32_t[]> flags(new uint32_t[n]);
+  std::vector<float> measure(n), noise(n);
+  std::vector<uint32_t> flags(n);
   for (std::size_t i = 0; i < n; ++i) {
     measure[i] = cases[i].measure;
     noise[i] = cases[i].noise;
     flags[i] = i % 3 == 0 ? 0x3u : 0u;  // earlier flags must survive
   }
-  flagAboveNoiseFloor(TypeParam(), n, measure.get(), noise.get(), 2.0f, 0.3f, 0x41u, flags.get());
+  flagAboveNoiseFloor(TypeParam(), n, measure.data(), noise.data(), 2.0f, 0.3f, 0x41u,
+                      flags.data());
   for (std::size_t i = 0; i < n; ++i) {
-    const uint32_t before = i % 3 == 0 ? 0x3u : 0u;
-    EXPECT_EQ(flags[i], before | (cases[i].flagged ? 0x41u : 0u)) << "case " << i;
+    EXPECT_EQ(flags[i], (i % 3 == 0 ? 0x3u : 0u) | (cases[i].flagged ? 0x41u : 0u)) << i;
   }
-}
 
-TYPED_TEST(MultipathKernels, NoiseFloorTestAgreesWithTheScalarPath) {
   std::mt19937 rng(8);
-  std::uniform_real_distribution<float> m(-1.0f, 1.0f);
-  std::uniform_real_distribution<float> s(0.0f, 0.5f);
-  for (std::size_t n = 1; n <= 11; ++n) {
-    std::unique_ptr<float[]> measure(new float[n]), noise(new float[n]);
-    std::unique_ptr<uint32_t[]> flags(new uint32_t[n]), want(new uint32_t[n]);
-    for (std::size_t i = 0; i < n; ++i) {
-      measure[i] = m(rng);
-      noise[i] = s(rng);
-      flags[i] = want[i] = static_cast<uint32_t>(i & 1u) * 0x9u;
+  std::uniform_real_distribution<float> m(-1.0f, 1.0f), sd(0.0f, 0.5f);
+  for (std::size_t len = 1; len <= 11; ++len) {
+    std::vector<float> meas(len), nse(len);
+    std::vector<uint32_t> got(len), want(len);
+    for (std::size_t i = 0; i < len; ++i) {
+      meas[i] = m(rng);
+      nse[i] = sd(rng);
+      got[i] = want[i] = static_cast<uint32_t>(i & 1u) * 0x9u;
     }
-    flagAboveNoiseFloor(TypeParam(), n, measure.get(), noise.get(), 1.5f, 0.25f, 0x81u,
-                        flags.get());
-    flagAboveNoiseFloor(simd::scalar::Tag(), n, measure.get(), noise.get(), 1.5f, 0.25f, 0x81u,
-                        want.get());
-    for (std::size_t i = 0; i < n; ++i) ASSERT_EQ(flags[i], want[i]) << "n " << n << " i " << i;
+    flagAboveNoiseFloor(TypeParam(), len, meas.data(), nse.data(), 1.5f, 0.25f, 0x81u, got.data());
+    flagAboveNoiseFloor(simd::scalar::Tag(), len, meas.data(), nse.data(), 1.5f, 0.25f, 0x81u,
+                        want.data());
+    ASSERT_EQ(got, want) << "n " << len;
   }
 }
 

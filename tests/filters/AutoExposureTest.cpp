@@ -140,13 +140,10 @@ INSTANTIATE_TEST_SUITE_P(
                       Proposal{"halfRoundsAway", 1000.f, 2500.f, 101, 1, 2000, 2, 253},  // 252.5
                       Proposal{"clampUpper", 100.f, 1200.f, 300, 1, 2000, 2, 2000},
                       Proposal{"clampLower", 3000.f, 100.f, 30, 5, 2000, 2, 5},
-                      Proposal{"atLowerStays", 3000.f, 100.f, 5, 5, 2000, 2, 5},
-                      Proposal{"atUpperStays", 100.f, 1200.f, 2000, 1, 2000, 2, 2000},
                       Proposal{"atUpperMayGoDown", 3000.f, 1200.f, 2000, 1, 2000, 2, 800},
                       Proposal{"zeroAmplitudeIsTenth", 0.f, 1200.f, 300, 1, 2000, 2, 2000},
                       Proposal{"oneFrequency", 600.f, 1200.f, 300, 1, 2000, 1, 600},
-                      Proposal{"noFrequency", 600.f, 1200.f, 300, 1, 2000, 0, 0},
-                      Proposal{"registryLimits", 100.f, 1200.f, 1, 1, 2, 2, 2}),
+                      Proposal{"noFrequency", 600.f, 1200.f, 300, 1, 2000, 0, 0}),
     [](const auto& param) { return std::string(param.param.name); });
 
 TEST(AutoExposureProposalNoSamples, FallsToTheLowerLimit) {

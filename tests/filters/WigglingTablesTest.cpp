@@ -75,17 +75,6 @@ TEST(WigglingTables, NoHarmonicsGiveZerosAndTheReciprocalOffset) {
   }
 }
 
-TEST(WigglingTables, QuarterPeriodOfAFirstHarmonic) {
-  const float a = 0.7f;
-  const uint32_t h = 1;
-  const float ph = 0.0f;
-  std::vector<float> t(kWigglingTableSize);
-  initCorrectPhaseWiggling_cross(1, &h, &ph, &a, t.data());
-  EXPECT_NEAR(t[4096], a * std::sin(4096 * 2 * M_PI / 16383), 1e-6);
-  EXPECT_GT(t[4096], t[4095]);  // a quarter period lies just past entry 4095.75
-  EXPECT_EQ(t[0], 0.0f);
-}
-
 TEST(WigglingTables, AmplitudeSumReachingZeroGivesInfinity) {
   const float a = 1.0f;
   const uint32_t h = 1;

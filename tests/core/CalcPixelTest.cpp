@@ -85,6 +85,72 @@ TEST(CalcPixel, WigglingIndexEnds) {
   EXPECT_NEAR(mid, 0.5f * (table[1000] + table[1001]), 1e-4f);
 }
 
+// The stage's inputs: per-pixel values and the two wiggling tables.
+struct Pixels {
+  std::vector<float> imag, real, asym, grey, fppn, pw, aw;
+};
+
+struct RandomPixels : Pixels {
+  static constexpr uint32_t kCount = 4096;
+  RandomPixels() {
+    std::mt19937 rng(3);
+    std::uniform_int_distribution<int> raw(-4095, 4095);
+    std::uniform_real_distribution<float> uni(0.0f, 1.0f);
+    for (uint32_t i = 0; i < kCount; ++i) {
+      // Some pixels on the axes and dark, to cross every branch.
+      imag.push_back(i % 17 == 0 ? 0.0f : static_cast<float>(raw(rng)));
+      real.push_back(i % 13 == 0 ? 0.0f : static_cast<float>(raw(rng)));
+      asym.push_back(static_cast<float>(raw(rng)) * 0.1f);
+      grey.push_back(uni(rng) * 3.0f);
+      fppn.push_back(uni(rng) * 0.05f - 0.025f);
+    }
+    for (uint32_t i = 0; i < kWigglingTableSize; ++i) {
+      const double x = i * kTwoPiD / 16383.0;
+      pw.push_back(static_cast<float>(0.02 * std::sin(x) + 0.01 * std::sin(2 * x + 0.3)));
+      aw.push_back(static_cast<float>(1.0 / (1.0 + 0.05 * std::sin(x + 1.0))));
+    }
+  }
+};
+
+struct Outputs {
+  std::vector<float> amplitude, phase, rawNoise, phaseNoise, normAmplitude, distance, distNoise;
+  std::vector<uint32_t> flags;
+  explicit Outputs(std::size_t n) : flags(n, 0u) {
+    for (auto* v :
+         {&amplitude, &phase, &rawNoise, &phaseNoise, &normAmplitude, &distance, &distNoise}) {
+      v->assign(n, 0.0f);
+    }
+  }
+};
+
+CalcPixelConstants randomConstants() {
+  CalcPixelConstants c{};
+  c.metresPerRadian = kMetresPerRadianTimesHz / 80320000.0f;
+  c.exposure = 700.0f;
+  c.temperatureOffset = 0.0123f;
+  c.limitFactor = 0.3f;
+  c.amplitudeThreshold = 30.0f;
+  c.noise0 = 0.8f;
+  c.noise1 = 3.0f;
+  c.noise2TimesExposure = 0.2f * c.exposure;
+  c.noise3 = 400.0f;
+  c.normaliseAmplitude = true;
+  return c;
+}
+
+template <class D>
+Outputs runKernel(D d, const Pixels& in, const CalcPixelConstants& c) {
+  const uint32_t n = static_cast<uint32_t>(in.imag.size());
+  Outputs o(n);
+  CalcPixelBuffers b{in.imag.data(),    in.real.data(),      in.asym.data(),
+                     in.grey.data(),    in.fppn.data(),      in.pw.data(),
+                     in.aw.data(),      o.amplitude.data(),  o.phase.data(),
+                     o.rawNoise.data(), o.phaseNoise.data(), o.normAmplitude.data(),
+                     o.distance.data(), o.distNoise.data(),  o.flags.data()};
+  CalcPixelKernel(d, c, b, n);
+  return o;
+}
+
 // intensity g with c0 = 0, c2 = 1 and exposure 1 makes s = g.
 using KneeCase = std::tuple<float, double>;
 class NoiseKnee : public ::testing::TestWithParam<KneeCase> {};
@@ -99,17 +165,15 @@ TEST_P(NoiseKnee, DoublesTheSlopeFromTheKneeOn) {
   c.noise1 = 0.5f;
   c.noise2TimesExposure = 1.0f;
   c.noise3 = 100.0f;
-  std::vector<float> imag(4, 200.0f), zeros(4, 0.0f), g(4, s), out[7];  // amplitude 100
-  for (auto& o : out) o.assign(4, 0.0f);
-  std::vector<uint32_t> flagWords(4, 0);
-  std::vector<float> table(kWigglingTableSize, 0.0f);
-  CalcPixelBuffers b{imag.data(),   zeros.data(),  zeros.data(),  g.data(),      zeros.data(),
-                     table.data(),  table.data(),  out[0].data(), out[1].data(), out[2].data(),
-                     out[3].data(), out[4].data(), out[5].data(), out[6].data(), flagWords.data()};
-  CalcPixelKernel(simd::NativeTag(), c, b, 4);
-  for (int i = 0; i < 4; ++i)
-    EXPECT_NEAR(out[2][i], std::sqrt(variance), 1e-6 * std::sqrt(variance));
-  EXPECT_NEAR(out[3][0], std::sqrt(variance) / 100.0, 1e-6);  // phase noise = raw / amplitude
+  const std::vector<float> zeros(4, 0.0f), table(kWigglingTableSize, 0.0f);
+  // Amplitude 100.
+  const Pixels in{
+      std::vector<float>(4, 200.0f), zeros, zeros, std::vector<float>(4, s), zeros, table, table};
+  const Outputs o = runKernel(simd::NativeTag(), in, c);
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_NEAR(o.rawNoise[i], std::sqrt(variance), 1e-6 * std::sqrt(variance));
+  }
+  EXPECT_NEAR(o.phaseNoise[0], std::sqrt(variance) / 100.0, 1e-6);  // phase noise = raw / amplitude
 }
 
 INSTANTIATE_TEST_SUITE_P(CalcPixel, NoiseKnee,
@@ -157,70 +221,6 @@ TEST(CalcPixel, LeavesNormalisedAmplitudeAloneWhenSwitchedOff) {
     EXPECT_EQ(p.normAmplitude[i], 42.0f);
     EXPECT_NEAR(p.amplitude[i], 50.0f, 1e-4f);
   }
-}
-
-struct RandomPixels {
-  static constexpr uint32_t kCount = 4096;
-  std::vector<float> imag, real, asym, grey, fppn, pw, aw;
-  RandomPixels() {
-    std::mt19937 rng(3);
-    std::uniform_int_distribution<int> raw(-4095, 4095);
-    std::uniform_real_distribution<float> uni(0.0f, 1.0f);
-    for (uint32_t i = 0; i < kCount; ++i) {
-      // Some pixels on the axes and dark, to cross every branch.
-      imag.push_back(i % 17 == 0 ? 0.0f : static_cast<float>(raw(rng)));
-      real.push_back(i % 13 == 0 ? 0.0f : static_cast<float>(raw(rng)));
-      asym.push_back(static_cast<float>(raw(rng)) * 0.1f);
-      grey.push_back(uni(rng) * 3.0f);
-      fppn.push_back(uni(rng) * 0.05f - 0.025f);
-    }
-    for (uint32_t i = 0; i < kWigglingTableSize; ++i) {
-      const double x = i * kTwoPiD / 16383.0;
-      pw.push_back(static_cast<float>(0.02 * std::sin(x) + 0.01 * std::sin(2 * x + 0.3)));
-      aw.push_back(static_cast<float>(1.0 / (1.0 + 0.05 * std::sin(x + 1.0))));
-    }
-  }
-};
-
-struct Outputs {
-  std::vector<float> amplitude, phase, rawNoise, phaseNoise, normAmplitude, distance, distNoise;
-  std::vector<uint32_t> flags;
-  explicit Outputs(uint32_t n)
-      : amplitude(n),
-        phase(n),
-        rawNoise(n),
-        phaseNoise(n),
-        normAmplitude(n),
-        distance(n),
-        distNoise(n),
-        flags(n, 0u) {}
-};
-
-CalcPixelConstants randomConstants() {
-  CalcPixelConstants c{};
-  c.metresPerRadian = kMetresPerRadianTimesHz / 80320000.0f;
-  c.exposure = 700.0f;
-  c.temperatureOffset = 0.0123f;
-  c.limitFactor = 0.3f;
-  c.amplitudeThreshold = 30.0f;
-  c.noise0 = 0.8f;
-  c.noise1 = 3.0f;
-  c.noise2TimesExposure = 0.2f * c.exposure;
-  c.noise3 = 400.0f;
-  c.normaliseAmplitude = true;
-  return c;
-}
-
-template <class D>
-Outputs runKernel(D d, const RandomPixels& in, const CalcPixelConstants& c) {
-  Outputs o(RandomPixels::kCount);
-  CalcPixelBuffers b{in.imag.data(),    in.real.data(),      in.asym.data(),
-                     in.grey.data(),    in.fppn.data(),      in.pw.data(),
-                     in.aw.data(),      o.amplitude.data(),  o.phase.data(),
-                     o.rawNoise.data(), o.phaseNoise.data(), o.normAmplitude.data(),
-                     o.distance.data(), o.distNoise.data(),  o.flags.data()};
-  CalcPixelKernel(d, c, b, RandomPixels::kCount);
-  return o;
 }
 
 template <class D>

@@ -162,24 +162,6 @@ TEST(TavelInit, MaskBitZeroFlagsThePixelAndBuffersArePadded) {
   EXPECT_EQ(im->strayLight.inversePlan, nullptr);
 }
 
-TEST(TavelInit, PointSpreadFunctionBringsPlansAndBuffers) {
-  CalibrationPtr c = calibrationWith({kF80, kF60}, 8, 6);
-  c->psfWidth = 10;
-  c->psfHeight = 9;
-  c->psf = static_cast<float*>(std::calloc(90, sizeof(float)));
-  KelvoraParameter p = defaultParameters(8, 6);
-  int32_t result = -1;
-  IntermediatePtr im = init(p, c.get(), &result);
-  EXPECT_NE(im->strayLight.bufferA, nullptr);
-  EXPECT_NE(im->strayLight.bufferB, nullptr);
-  ASSERT_NE(im->strayLight.forwardPlan, nullptr);
-  ASSERT_NE(im->strayLight.inversePlan, nullptr);
-  // The plans transform (9, 10) arrays: a unit impulse goes to a flat spectrum.
-  im->strayLight.bufferA[0] = {1.0f, 0.0f};
-  kiss_fftnd(im->strayLight.forwardPlan, im->strayLight.bufferA, im->strayLight.bufferB);
-  for (int k = 0; k < 90; ++k) EXPECT_FLOAT_EQ(im->strayLight.bufferB[k].r, 1.0f);
-}
-
 TEST(TavelInit, RepeatedCyclesRelease) {
   // Run under LeakSanitizer: any buffer not released fails the build.
   CalibrationPtr c = calibrationWith({kF80, kF60}, 32, 24);

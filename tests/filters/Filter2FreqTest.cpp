@@ -29,6 +29,10 @@ TEST(Filter2Freq, ConstantsOfTheDefaultPair) {
   EXPECT_NEAR(c.threshold, step, 1e-6);
   EXPECT_NEAR(c.shift, -3.5 * step, 1e-5);
   EXPECT_NEAR(c.range, kHalfC / 20080000.0, 1e-5);
+  // The reference values quoted for the default pair, in metres.
+  EXPECT_NEAR(c.threshold, 0.62190, 1e-5);
+  EXPECT_NEAR(c.shift, -2.17664, 1e-5);
+  EXPECT_NEAR(c.range, 7.46276, 1e-5);
 }
 
 TEST(Filter2Freq, SecondFrequencyMultipleOfFirstShiftsByHalfAStep) {

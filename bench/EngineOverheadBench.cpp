@@ -17,6 +17,7 @@
 #include "engine/Kelvora.hpp"
 #include "kelvora/IKelvora.hpp"
 #include "synthetic/ContainerCalibrationWriter.hpp"
+#include "synthetic/OutputArrays.hpp"
 #include "synthetic/SceneRenderer.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
 
@@ -25,20 +26,18 @@ namespace {
 
 // An engine made from a container blob, and beside it the core records the
 // engine would build for that blob, driven without the front end.
-struct SideBySide {
+struct SideBySide : synth::OutputArrays {
   IKelvora* engine = nullptr;
   KelvoraCalibration* calibration = nullptr;
   KelvoraIntermediate* intermediate = nullptr;
   KelvoraParameter parameters{};
   KelvoraInput coreInput{};
-  KelvoraOutput output{};
   synth::RenderedFrameSet frames;
   Input<ArrayReference, 2> input;
-  std::vector<float> distance, noise, amplitude, intensity, pointCloud;
-  std::vector<uint32_t> flags;
   uint32_t n;
 
-  SideBySide(uint32_t width, uint32_t height) : n(width * height) {
+  SideBySide(uint32_t width, uint32_t height)
+      : synth::OutputArrays(width * height), n(width * height) {
     synth::SyntheticCalibrationOptions options;
     options.width = width;
     options.height = height;
@@ -74,19 +73,6 @@ struct SideBySide {
       input.frequencies[f].exposureTime = frames.exposureTimes[1 + f];
       coreInput.exposureTimes[1 + f] = frames.exposureTimes[1 + f];
     }
-
-    distance.assign(n, 0.f);
-    noise.assign(n, 0.f);
-    amplitude.assign(n, 0.f);
-    intensity.assign(n, 0.f);
-    pointCloud.assign(4 * static_cast<size_t>(n), 0.f);
-    flags.assign(n, 0u);
-    output.distance = distance.data();
-    output.noise = noise.data();
-    output.amplitude = amplitude.data();
-    output.intensity = intensity.data();
-    output.pointCloud = pointCloud.data();
-    output.flags = flags.data();
   }
   ~SideBySide() {
     delete engine;

@@ -30,6 +30,7 @@
 #include "filters/StrayLight.hpp"
 #include "simd/WideVectors.hpp"
 #include "synthetic/DefaultParameters.hpp"
+#include "synthetic/OutputArrays.hpp"
 #include "synthetic/SceneRenderer.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
 
@@ -48,18 +49,16 @@ KelvoraParameter defaultSwitches(uint32_t width, uint32_t height) {
 
 // A synthetic module, its scratch, one rendered frame set and output arrays
 // of exactly n elements (as a caller's redirected arrays may be).
-struct FrameSet {
+struct FrameSet : synth::OutputArrays {
   KelvoraCalibration* calibration = nullptr;
   KelvoraIntermediate* intermediate = nullptr;
   KelvoraParameter parameters{};
   KelvoraInput input{};
-  KelvoraOutput output{};
   synth::RenderedFrameSet frames;
-  std::vector<float> distance, noise, amplitude, intensity, pointCloud;
-  std::vector<uint32_t> flags;
   uint32_t n;
 
-  FrameSet(uint32_t width, uint32_t height, bool strayLight) : n(width * height) {
+  FrameSet(uint32_t width, uint32_t height, bool strayLight)
+      : synth::OutputArrays(width * height), n(width * height) {
     synth::SyntheticCalibrationOptions options;
     options.width = width;
     options.height = height;
@@ -82,18 +81,6 @@ struct FrameSet {
     }
     for (int i = 0; i < 3; ++i) input.exposureTimes[i] = frames.exposureTimes[i];
 
-    distance.assign(n, 0.f);
-    noise.assign(n, 0.f);
-    amplitude.assign(n, 0.f);
-    intensity.assign(n, 0.f);
-    pointCloud.assign(4 * static_cast<size_t>(n), 0.f);
-    flags.assign(n, 0u);
-    output.distance = distance.data();
-    output.noise = noise.data();
-    output.amplitude = amplitude.data();
-    output.intensity = intensity.data();
-    output.pointCloud = pointCloud.data();
-    output.flags = flags.data();
     processWhole();  // every stage's inputs hold real data from here on
   }
   ~FrameSet() {

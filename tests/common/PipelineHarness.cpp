@@ -9,7 +9,9 @@ namespace kelvora::testing {
 
 PipelineHarness::PipelineHarness(const synth::SyntheticCalibrationOptions& co,
                                  const synth::SceneOptions& so)
-    : calibration_(synth::makeSyntheticCalibration(co)), scene_(so) {
+    : synth::OutputArrays(co.width * co.height),
+      calibration_(synth::makeSyntheticCalibration(co)),
+      scene_(so) {
   const uint32_t n = co.width * co.height;
   // The block-format operation also builds the kernel when there is a
   // stray-light model, which the container one never does.
@@ -24,21 +26,6 @@ PipelineHarness::PipelineHarness(const synth::SyntheticCalibrationOptions& co,
   parameters_.exposureLimitLower = 100;
   parameters_.exposureLimitUpper = 4000;
   geometry_ = synth::castScene(calibration_->directions, co.width, co.height, so);
-
-  // Exactly n elements, as a caller's redirected arrays may be: under ASan
-  // any stage that writes a whole group of four past the end is caught.
-  distance.assign(n, 0.f);
-  noise.assign(n, 0.f);
-  amplitude.assign(n, 0.f);
-  intensity.assign(n, 0.f);
-  pointCloud.assign(4 * static_cast<size_t>(n), 0.f);
-  flags.assign(n, 0u);
-  output.distance = distance.data();
-  output.noise = noise.data();
-  output.amplitude = amplitude.data();
-  output.intensity = intensity.data();
-  output.pointCloud = pointCloud.data();
-  output.flags = flags.data();
 }
 
 int32_t PipelineHarness::initialise() {

@@ -7,12 +7,14 @@
 #include "common/CoreFixtures.hpp"
 #include "core/KelvoraInput.hpp"
 #include "core/KelvoraOutput.hpp"
+#include "synthetic/OutputArrays.hpp"
 #include "synthetic/SceneRenderer.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
 
 namespace kelvora::testing {
 
-class PipelineHarness {
+// The result arrays are exactly n elements long (synth::OutputArrays).
+class PipelineHarness : public synth::OutputArrays {
  public:
   explicit PipelineHarness(const synth::SyntheticCalibrationOptions& calibrationOptions,
                            const synth::SceneOptions& sceneOptions = {});
@@ -29,10 +31,6 @@ class PipelineHarness {
   synth::RenderedFrameSet render(uint32_t frameIndex = 0) const;
   // Runs intensity, every frequency and combine on one frame set.
   void process(const synth::RenderedFrameSet& frames);
-
-  std::vector<float> distance, noise, amplitude, intensity, pointCloud;
-  std::vector<uint32_t> flags;
-  KelvoraOutput output{};
 
  private:
   CalibrationPtr calibration_;

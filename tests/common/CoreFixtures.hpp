@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "calibration/KelvoraCalibration.hpp"
+#include "core/CalcPixel.hpp"
 #include "core/KelvoraIntermediate.hpp"
 #include "core/KelvoraParameter.hpp"
 #include "synthetic/DefaultParameters.hpp"
@@ -24,6 +25,23 @@ using IntermediatePtr = std::unique_ptr<KelvoraIntermediate, IntermediateDeleter
 // The processing defaults of the parameter registry.
 inline KelvoraParameter defaultParameters(uint32_t width = 224, uint32_t height = 172) {
   return synth::defaultCoreParameters(width, height);
+}
+
+// Per-pixel stage constants of the first default frequency with a noise knee
+// that random raw samples cross.
+inline CalcPixelConstants exampleCalcPixelConstants() {
+  CalcPixelConstants c{};
+  c.metresPerRadian = kMetresPerRadianTimesHz / 80320000.0f;
+  c.exposure = 700.0f;
+  c.temperatureOffset = 0.0123f;
+  c.limitFactor = 0.3f;
+  c.amplitudeThreshold = 30.0f;
+  c.noise0 = 0.8f;
+  c.noise1 = 3.0f;
+  c.noise2TimesExposure = 0.2f * c.exposure;
+  c.noise3 = 400.0f;
+  c.normaliseAmplitude = true;
+  return c;
 }
 
 }  // namespace kelvora::testing

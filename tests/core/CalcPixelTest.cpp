@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "TestCalibration.hpp"
+#include "common/CoreFixtures.hpp"
 #include "common/SimdTestTypes.hpp"
 #include "core/Atan.hpp"
 #include "core/CalcPixel.hpp"
@@ -123,21 +124,6 @@ struct Outputs {
   }
 };
 
-CalcPixelConstants randomConstants() {
-  CalcPixelConstants c{};
-  c.metresPerRadian = kMetresPerRadianTimesHz / 80320000.0f;
-  c.exposure = 700.0f;
-  c.temperatureOffset = 0.0123f;
-  c.limitFactor = 0.3f;
-  c.amplitudeThreshold = 30.0f;
-  c.noise0 = 0.8f;
-  c.noise1 = 3.0f;
-  c.noise2TimesExposure = 0.2f * c.exposure;
-  c.noise3 = 400.0f;
-  c.normaliseAmplitude = true;
-  return c;
-}
-
 template <class D>
 Outputs runKernel(D d, const Pixels& in, const CalcPixelConstants& c) {
   const uint32_t n = static_cast<uint32_t>(in.imag.size());
@@ -232,7 +218,7 @@ TYPED_TEST_SUITE(CalcPixelKernelTest, testing::AllSimdTags, testing::SimdTagName
 // and sqrt are exact, else to a tight relative tolerance.
 TYPED_TEST(CalcPixelKernelTest, AgreesWithScalarPath) {
   const RandomPixels in;
-  const CalcPixelConstants c = randomConstants();
+  const CalcPixelConstants c = testing::exampleCalcPixelConstants();
   const Outputs v = runKernel(TypeParam(), in, c);
   const Outputs s = runKernel(simd::scalar::Tag(), in, c);
   const bool exact = TypeParam::kExactDivision;
@@ -259,7 +245,7 @@ TYPED_TEST(CalcPixelKernelTest, AgreesWithScalarPath) {
 // Independent check in double precision of every formula of the stage.
 TEST(CalcPixel, MatchesDoublePrecisionModel) {
   const RandomPixels in;
-  const CalcPixelConstants c = randomConstants();
+  const CalcPixelConstants c = testing::exampleCalcPixelConstants();
   const Outputs o = runKernel(simd::NativeTag(), in, c);
   for (uint32_t i = 0; i < RandomPixels::kCount; ++i) {
     const double im = in.imag[i], re = in.real[i];

@@ -278,17 +278,7 @@ TEST_P(WideStages, CalcPixelGroupsAreBitIdentical) {
     phaseTable[i] = 0.02f * std::sin(static_cast<float>(i) * 0.001f);
     amplitudeTable[i] = 1.0f + 0.05f * std::cos(static_cast<float>(i) * 0.0007f);
   }
-  CalcPixelConstants c{};
-  c.metresPerRadian = kMetresPerRadianTimesHz / 80320000.0f;
-  c.exposure = 700.0f;
-  c.temperatureOffset = 0.0123f;
-  c.limitFactor = 0.3f;
-  c.amplitudeThreshold = 30.0f;
-  c.noise0 = 0.8f;
-  c.noise1 = 3.0f;
-  c.noise2TimesExposure = 140.0f;
-  c.noise3 = 400.0f;
-  c.normaliseAmplitude = true;
+  const CalcPixelConstants c = testing::exampleCalcPixelConstants();
   auto run = [&](unsigned lanes) {
     std::vector<float> out(7 * n);
     std::vector<uint32_t> flags(n, 0u);

@@ -32,11 +32,6 @@ namespace kelvora::simd {
 // counts follow (e.g. point-cloud slots).
 constexpr std::size_t kLanes = 4;
 
-template <class D>
-constexpr std::size_t Lanes(D) {
-  return D::kLanes;
-}
-
 #if defined(KELVORA_SIMD_HAVE_NEON)
 using NativeTag = neon::Tag;
 using AllTags = std::tuple<scalar::Tag, neon::Tag>;

@@ -285,7 +285,7 @@ void CalcPixelRun(D d, const CalcPixelConstants& c, const CalcPixelBuffers& b, u
 
 #if defined(KELVORA_WIDE_X86)
 // The whole groups of eight (sixteen) of n pixels on the AVX2 (AVX-512)
-// backend, in CalcPixelAvx2.cpp (CalcPixelAvx512.cpp); return how many pixels
+// backend, in core/WideStages.inl; return how many pixels
 // they did.
 uint32_t calcPixelWideGroupsAvx2(const CalcPixelConstants& c, const CalcPixelBuffers& b,
                                  uint32_t n);

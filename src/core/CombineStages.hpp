@@ -112,7 +112,7 @@ uint32_t FlyingPixelRowGroups(D d, const FlyingPixelVectors<D>& v, const float* 
 
 #if defined(KELVORA_WIDE_X86)
 // One row's whole groups of the flying-pixel test on the AVX2 (AVX-512)
-// backend, in CombineStagesAvx2.cpp (CombineStagesAvx512.cpp).
+// backend, in core/WideStages.inl.
 uint32_t flyingPixelRowGroupsAvx2(const KelvoraParameter& p, const float* above, const float* row,
                                   const float* below, uint32_t* rowFlags, uint32_t x);
 uint32_t flyingPixelRowGroupsAvx512(const KelvoraParameter& p, const float* above, const float* row,

@@ -111,7 +111,7 @@ void Calc2FreqRun(D d, const TwoFrequencyConstants& c, uint32_t n, const float* 
 
 #if defined(KELVORA_WIDE_X86)
 // The whole groups of eight (sixteen) of n pixels on the AVX2 (AVX-512)
-// backend, in TwoFrequencyUnwrapAvx2.cpp (...Avx512.cpp); return how many
+// backend, in core/WideStages.inl; return how many
 // pixels they did.
 uint32_t calc2FreqWideGroupsAvx2(const TwoFrequencyConstants& c, uint32_t n, const float* dA,
                                  const float* dB, const float* noiseA, const float* noiseB,

@@ -80,7 +80,7 @@ uint32_t UnscrambleReImRowGroups(D d, const UnscrambleRow& r, uint32_t x) {
 
 #if defined(KELVORA_WIDE_X86)
 // UnscrambleReImRowGroups on the AVX2 (AVX-512) backend, in
-// UnscrambleReImAvx2.cpp (UnscrambleReImAvx512.cpp).
+// core/WideStages.inl.
 uint32_t unscrambleReImRowGroupsAvx2(const UnscrambleRow& r, uint32_t x);
 uint32_t unscrambleReImRowGroupsAvx512(const UnscrambleRow& r, uint32_t x);
 #endif

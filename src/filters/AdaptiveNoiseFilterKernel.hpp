@@ -205,7 +205,7 @@ void filterAdaptiveNoise(D d, int width, int height, uint8_t radius, float* scra
 
 #if defined(KELVORA_WIDE_X86)
 // The whole groups of eight (sixteen) of interior row y from column x on the
-// AVX2 (AVX-512) backend, in AdaptiveNoiseFilterAvx2.cpp (...Avx512.cpp);
+// AVX2 (AVX-512) backend, in core/WideStages.inl;
 // return the first column left.
 std::ptrdiff_t adaptiveNoiseRowGroupsAvx2(const AdaptiveNoiseImage& im, int radius,
                                           std::ptrdiff_t y, std::ptrdiff_t x);

@@ -150,8 +150,7 @@ int Filter2FreqRowGroups(D d, const Filter2FreqConstants& c, const float* row, i
 }
 
 #if defined(KELVORA_WIDE_X86)
-// Filter2FreqRowGroups on the AVX2 (AVX-512) backend, in Filter2FreqAvx2.cpp
-// (Filter2FreqAvx512.cpp).
+// Filter2FreqRowGroups on the AVX2 (AVX-512) backend, in core/WideStages.inl.
 int filter2FreqRowGroupsAvx2(const Filter2FreqConstants& c, const float* row, int width, int x,
                              float* out);
 int filter2FreqRowGroupsAvx512(const Filter2FreqConstants& c, const float* row, int width, int x,

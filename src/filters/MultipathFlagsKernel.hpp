@@ -89,7 +89,7 @@ std::size_t MultipathMeasureGroups(D d, std::size_t count, const MultipathMeasur
 
 #if defined(KELVORA_WIDE_X86)
 // MultipathMeasureGroups on the AVX2 (AVX-512) backend, in
-// MultipathFlagsAvx2.cpp (MultipathFlagsAvx512.cpp).
+// core/WideStages.inl.
 std::size_t multipathMeasureGroupsAvx2(std::size_t count, const MultipathMeasureBuffers& b);
 std::size_t multipathMeasureGroupsAvx512(std::size_t count, const MultipathMeasureBuffers& b);
 #endif

@@ -185,7 +185,7 @@ inline void multipathMedianScalar(uint32_t width, uint32_t height, float* data, 
 
 #if defined(KELVORA_WIDE_X86)
 // median_detail::vectorPairs on the AVX2 (AVX-512) backend, in
-// MultipathMedianAvx2.cpp (MultipathMedianAvx512.cpp).
+// core/WideStages.inl.
 std::size_t multipathMedianPairsAvx2(const float* top, std::size_t width, float* out,
                                      std::size_t first, std::size_t pairs);
 std::size_t multipathMedianPairsAvx512(const float* top, std::size_t width, float* out,

@@ -1,0 +1,49 @@
+# One Debian package, kelvora_<version>_<arch>.deb, made by `cpack` from the
+# install rules (cmake/KelvoraInstall.cmake, tools/CMakeLists.txt): library,
+# headers, CMake and pkg-config files, and the command-line tool.
+#
+# Configure with -DCMAKE_INSTALL_PREFIX=/usr for a package: the library
+# folder is fixed when the project is configured, and only the /usr prefix
+# gives Debian's multiarch one (lib/<triplet>).
+#
+# The package holds every install component the project defines. A new part
+# (the Python module, say) installs with its own COMPONENT and is described
+# below next to the others; nothing else has to change here.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME kelvora)
+set(CPACK_PACKAGE_VENDOR "Kelvora")
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "time-of-flight raw frames to depth data")
+set(CPACK_PACKAGE_DESCRIPTION
+    "Kelvora turns the raw frames of a time-of-flight depth camera into distance,\n"
+    "amplitude, noise, intensity, flags, a point cloud and exposure proposals.\n"
+    "The package holds the shared library, its C++ headers with CMake and\n"
+    "pkg-config files, and the command-line tool kelvora.")
+list(JOIN CPACK_PACKAGE_DESCRIPTION "" CPACK_PACKAGE_DESCRIPTION)
+set(KELVORA_PACKAGE_CONTACT "Kelvora developers <kelvora@example.com>"
+    CACHE STRING "Maintainer field of the Debian package")
+set(CPACK_PACKAGE_CONTACT "${KELVORA_PACKAGE_CONTACT}")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+# Depends comes from the binaries themselves (dpkg-shlibdeps): libc, libstdc++,
+# kissfft's float library, libpng for the tool.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# A shlibs file lets packages built against this one depend on it in turn;
+# CPack adds the ldconfig call for a library under /usr/lib.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+
+# Monolithic: every component in the one package. CPACK_COMPONENTS_ALL lists
+# the components that have install rules, without CMake's catch-all one.
+get_cmake_property(CPACK_COMPONENTS_ALL COMPONENTS)
+list(REMOVE_ITEM CPACK_COMPONENTS_ALL Unspecified)
+set(CPACK_DEB_COMPONENT_INSTALL OFF)
+
+include(CPack)
+cpack_add_component(Runtime DISPLAY_NAME "Library" DESCRIPTION "libkelvora.so.3")
+cpack_add_component(Development DISPLAY_NAME "Headers"
+  DESCRIPTION "C++ headers, CMake package and kelvora.pc" DEPENDS Runtime)
+cpack_add_component(Tool DISPLAY_NAME "Command-line tool" DESCRIPTION "kelvora")

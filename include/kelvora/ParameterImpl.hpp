@@ -1,5 +1,6 @@
 #pragma once
-// The data behind a Parameter handle.
+/// \file
+/// \brief The data behind a Parameter handle.
 #include <cstdint>
 #include <string>
 
@@ -9,25 +10,39 @@
 
 namespace kelvora {
 
+/// \brief The data behind a Parameter handle.
 struct KELVORA_API ParameterImpl {
+  /// Short identifier.
   std::string name;
+  /// One-sentence help text.
   std::string description;
-  ParameterValue value;       // its index is the parameter's type
-  ParameterValue upperBound;  // empty: no bounds
+  /// Current value; its alternative index is the parameter's type.
+  ParameterValue value;
+  /// Upper bound (inclusive); empty: no bounds.
+  ParameterValue upperBound;
+  /// Lower bound (inclusive).
   ParameterValue lowerBound;
-  ParameterFunctor functor;  // writes a value of the matching type into the record
+  /// Writes a value of the matching type into the core's record.
+  ParameterFunctor functor;
+  /// The parameter's identity.
   ParameterKey key = INVALID_PARAMETER_KEY;
 
-  // Writes the value into target through the setter of the same index and
-  // returns true; returns false without writing when the setter's index
-  // differs or the value is empty. An empty std::function of the right index
-  // throws std::bad_function_call.
+  /// \brief Writes the value into target through the setter of the same
+  /// alternative.
+  /// \param target the core's parameter record.
+  /// \return true when written; false without writing when the setter's
+  ///   alternative differs or the value is empty.
+  /// \throws std::bad_function_call for an empty setter of the right
+  ///   alternative.
   bool apply(KelvoraParameter& target) const {
     return doApply<TypeList<float, unsigned int, bool, int, bool>>(target);
   }
 
-  // One step of the walk over the value's alternative types: Types is the
-  // tail of the list still to try, so its first type has index 5 - size.
+  /// \brief One step of the walk over the value's alternative types.
+  /// \tparam Types the tail of the type list still to try, so its first
+  ///   type has index 5 - size.
+  /// \param target the core's parameter record.
+  /// \return as apply().
   template <class Types>
   bool doApply(KelvoraParameter& target) const {
     return step(target, Types{});

@@ -133,7 +133,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                                                static_cast<uint32_t>(blob.size())),
                  &raw);
   if (made.code != KelvoraStatus::SUCCESS || raw == nullptr) {
-    std::fprintf(stderr, "calibration %zu refused: %u 0x%08X\n", size > 0 ? data[0] % blobs().size() : 0, made.code, made.detail);
+    std::fprintf(stderr, "calibration %zu refused: %u 0x%08X\n",
+                 size > 0 ? data[0] % blobs().size() : 0, made.code, made.detail);
     fuzz::contractBroken();
   }
   std::unique_ptr<IKelvora, EngineDeleter> engine(raw);

@@ -63,9 +63,8 @@ std::size_t KELVORA_WIDE_NAME(multipathMeasureGroups)(std::size_t count,
   return MultipathMeasureGroups(WideTag(), count, b);
 }
 
-std::size_t KELVORA_WIDE_NAME(multipathMedianPairs)(const float* top, std::size_t width,
-                                                    float* out, std::size_t first,
-                                                    std::size_t pairs) {
+std::size_t KELVORA_WIDE_NAME(multipathMedianPairs)(const float* top, std::size_t width, float* out,
+                                                    std::size_t first, std::size_t pairs) {
   return median_detail::vectorPairs(WideTag(), top, width, out, first, pairs);
 }
 

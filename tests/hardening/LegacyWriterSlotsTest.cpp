@@ -10,9 +10,9 @@
 #include "calibration/LegacyCalibrationHandler.hpp"
 #include "calibration/LegacyLayout.hpp"
 #include "common/CoreFixtures.hpp"
-#include "synthetic/SyntheticCalibration.hpp"
 #include "core/StatusCodes.hpp"
 #include "synthetic/LegacyCalibrationWriter.hpp"
+#include "synthetic/SyntheticCalibration.hpp"
 
 namespace kelvora {
 namespace {

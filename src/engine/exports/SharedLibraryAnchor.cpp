@@ -1,5 +1,7 @@
 // The shared library is the internal archive linked whole; this unit only
 // gives the target a source of its own.
 namespace kelvora::detail {
-int sharedLibraryAnchor() { return 0; }
+int sharedLibraryAnchor() {
+  return 0;
+}
 }  // namespace kelvora::detail

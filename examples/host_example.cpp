@@ -5,6 +5,7 @@
 //   kelvora_host_example calibration.bin
 #include <kelvora/IKelvora.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -84,7 +85,15 @@ int main(int argc, char** argv) {
       }
       input.frequencies[f].exposureTime = 1000;
     }
-    engine->processWhole(input);
+    // A frame set with a missing or short frame is refused as a whole; the
+    // previous results stay.
+    const kelvora::KelvoraStatus processed = engine->processWhole(input);
+    if (processed.code != kelvora::KelvoraStatus::SUCCESS) {
+      std::fprintf(stderr, "frame set %d refused: status %u, detail %u\n", frameSet,
+                   static_cast<unsigned>(processed.code), processed.detail);
+      delete engine;
+      return 1;
+    }
 
     const kelvora::ArrayReference<float> cloud = engine->results<kelvora::POINT_CLOUD>();
     const kelvora::ArrayReference<unsigned int> flags = engine->results<kelvora::FLAGS>();

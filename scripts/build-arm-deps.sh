@@ -6,7 +6,10 @@
 #
 #   scripts/build-arm-deps.sh [SYSROOT]      (default: build-armv7/sysroot)
 #
-# Skips a library whose package config is already in the sysroot.
+# Skips a library whose package config is already in the sysroot. To fetch
+# kissfft's sources it adds, when apt has none yet, the apt source list
+# /etc/apt/sources.list.d/kelvora-deb-src.sources (deb-src entries), which
+# stays on the machine.
 set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -60,10 +63,14 @@ have_deb_src() {
 }
 
 # Adds deb-src entries mirroring the machine's Debian binary sources, so
-# `apt-get source` finds the same versions the -dev packages came from.
+# `apt-get source` finds the same versions the -dev packages came from. The
+# entry is a change to the machine's apt set-up that outlives this run; it is
+# announced, and kept so that later runs need not add it again.
 enable_deb_src() {
   local entry=/etc/apt/sources.list.d/kelvora-deb-src.sources
   local base=/etc/apt/sources.list.d/debian.sources
+  note "adding the apt source list $entry (deb-src entries, for 'apt-get source kissfft');"
+  note "it stays after this run (later runs reuse it); delete the file to undo"
   if [ -f "$base" ]; then
     sed -E 's/^Types:.*/Types: deb-src/' "$base" | as_root tee "$entry" >/dev/null
   else
@@ -79,7 +86,11 @@ if [ -f "$sysroot/lib/cmake/kissfft/kissfft-config.cmake" ]; then
   note "kissfft for armv7 already in $sysroot"
 else
   note "cross-building kissfft (float, shared) into $sysroot"
-  have_deb_src || enable_deb_src
+  if have_deb_src; then
+    note "apt already offers source packages; no apt source list added"
+  else
+    enable_deb_src
+  fi
   src_dir="$work/kissfft-source"
   rm -rf "$src_dir"
   mkdir -p "$src_dir"

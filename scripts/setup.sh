@@ -9,7 +9,7 @@ packages=(
   cmake g++ clang clang-tidy clang-format libclang-rt-14-dev
   libkissfft-dev googletest libgtest-dev libbenchmark-dev libcli11-dev libpng-dev
   g++-arm-linux-gnueabihf qemu-user
-  dpkg-dev valgrind pkg-config
+  dpkg-dev file valgrind pkg-config doxygen
 )
 
 missing=()

@@ -3,8 +3,13 @@
 #
 #   scripts/test.sh [MODE]
 #
-#   all       (default) x86, sanitize, armv7 and fuzz, in that order
-#   x86       GCC Release build of everything with -Werror, tests, install check
+#   all       (default) format, x86, package, docs, sanitize, armv7 and fuzz
+#   format    clang-format --dry-run --Werror on every tracked C/C++ file
+#   x86       GCC Release build of everything with -Werror, tests, install
+#             check (a host built against a scratch prefix, CMake and pkg-config)
+#   package   Debian package of the x86 build (cpack), its contents, then
+#             apt-get install of it, a host built and run against /usr, removal
+#   docs      API reference with Doxygen; any undocumented entity fails
 #   sanitize  Clang build with AddressSanitizer + UndefinedBehaviorSanitizer, tests
 #   scalar    GCC build forcing the scalar vector backend, tests (not part of
 #             "all": every vector kernel is already tested against the scalar
@@ -14,14 +19,16 @@
 #   bench     short Google Benchmark run (not part of "all")
 #
 # Environment: KELVORA_JOBS (default 2), KELVORA_FUZZ_SECONDS (per target,
-# default 10), KELVORA_SKIP_SETUP=1 to skip the package check.
+# default 10), KELVORA_SKIP_SETUP=1 to skip the package check,
+# KELVORA_SYSTEM_INSTALL=0 to build and list the Debian package without
+# installing it.
 set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$KELVORA_ROOT"
 
 usage() {
-  sed -n '2,15p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
+  sed -n '2,27p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
 }
 
 timings=()
@@ -70,13 +77,75 @@ run_ctest() {
   ctest --test-dir "$dir" --output-on-failure --no-tests=ignore -j "$KELVORA_JOBS" "$@"
 }
 
-# Installs the x86 build into a scratch prefix and checks that a consumer finds
-# it both through CMake's package config and through pkg-config.
+# Builds the host example (examples/) against an installed copy of the
+# library in two ways, as a host project would: with CMake's package config and
+# with a bare compiler line from pkg-config. Neither may need kissfft (a
+# private dependency of the shared library). Extra arguments go to the
+# pkg-config compile (an rpath for a non-standard prefix).
+build_host_example() {
+  local out="$1" prefix_path="$2"
+  shift 2
+  mkdir -p "$out"
+
+  local flags
+  flags="$(pkg-config --cflags --libs kelvora)"
+  case "$flags" in
+    *kiss*) die "install: kissfft in the host's flags: $flags" ;;
+  esac
+  note "pkg-config --cflags --libs kelvora: $flags"
+  # shellcheck disable=SC2086 # the flags are words
+  c++ -std=c++17 -Wall -Werror examples/host_example.cpp $flags "$@" -o "$out/host-pkgconfig"
+
+  # kissfft's package must not be needed to find kelvora's.
+  # (Unused when nothing looks for kissfft, which is the point.)
+  local cmake_args=(--no-warn-unused-cli -DCMAKE_DISABLE_FIND_PACKAGE_kissfft=ON)
+  [ -z "$prefix_path" ] || cmake_args+=(-DCMAKE_PREFIX_PATH="$prefix_path")
+  cmake -S examples -B "$out/cmake" --log-level=WARNING "${cmake_args[@]}" >/dev/null
+  build "$out/cmake" >/dev/null
+  if grep -rqi kiss "$out/cmake/CMakeFiles/kelvora_host_example.dir/flags.make"; then
+    die "install: kissfft in the CMake host's compile flags"
+  fi
+}
+
+# Runs a host program with an empty environment (no LD_LIBRARY_PATH, no PATH):
+# the loader must find libkelvora.so on its own.
+run_host_example() {
+  local exe="$1" calibration="$2"
+  local output
+  output="$(env -i "$exe" "$calibration")" || die "install: $exe failed"
+  case "$output" in
+    *"engine 3."*"valid pixels"*) ;;
+    *) die "install: unexpected output of $exe: $output" ;;
+  esac
+}
+
+# Checks an installed command-line tool: its version line, and that a bare
+# call prints the usage with the commands and exits 2.
+check_installed_tool() {
+  local tool="$1"
+  local version usage status=0
+  version="$(env -i "$tool" --version)"
+  case "$version" in
+    "kelvora 3."*) ;;
+    *) die "install: $tool --version printed '$version'" ;;
+  esac
+  usage="$(env -i "$tool" 2>&1 >/dev/null)" || status=$?
+  [ "$status" -eq 2 ] || die "install: bare $tool exited $status, not 2"
+  case "$usage" in
+    *demo*process*calib*synth*) ;;
+    *) die "install: bare $tool printed no usage: $usage" ;;
+  esac
+}
+
+# Installs the x86 build into a scratch prefix, as a host installs into its
+# own folder, and builds and runs the host example against it. Outside the
+# loader's search path a host needs an rpath; the CMake build tree gets one
+# from CMake, the pkg-config build passes it itself.
 install_check() {
   local build_dir="$1"
-  local prefix="$KELVORA_ROOT/$build_dir/install-check/prefix"
-  local consumer="$KELVORA_ROOT/$build_dir/install-check/consumer"
-  rm -rf "$build_dir/install-check"
+  local check="$KELVORA_ROOT/$build_dir/install-check"
+  local prefix="$check/prefix"
+  rm -rf "$check"
   cmake --install "$build_dir" --prefix "$prefix" >/dev/null
 
   local libdir
@@ -87,31 +156,31 @@ install_check() {
   for f in "$libdir/cmake/kelvora/kelvoraConfig.cmake" \
     "$libdir/cmake/kelvora/kelvoraConfigVersion.cmake" \
     "$libdir/cmake/kelvora/kelvoraTargets.cmake" \
-    "$libdir/pkgconfig/kelvora.pc"; do
+    "$libdir/pkgconfig/kelvora.pc" "$prefix/include/kelvora/IKelvora.hpp" \
+    "$prefix/bin/kelvora"; do
     [ -f "$f" ] || die "install: missing $f"
   done
-  [ -d "$prefix/include" ] || die "install: missing $prefix/include"
-
-  # The host example is the consumer: it must build from the installed
-  # headers and package alone.
-  cmake -S examples -B "$consumer/build" --log-level=WARNING \
-    -DCMAKE_PREFIX_PATH="$(cd "$prefix" && pwd)" >/dev/null
-  build "$consumer/build" >/dev/null
-  [ -x "$consumer/build/kelvora_host_example" ] || die "install: example did not build"
-  # ...and run on a calibration the command-line tool writes.
-  if [ -x "$build_dir/tools/kelvora" ]; then
-    "$build_dir/tools/kelvora" synth --out "$consumer/data" --width 64 --height 48 --frames 1 \
-      >/dev/null
-    LD_LIBRARY_PATH="$libdir" "$consumer/build/kelvora_host_example" \
-      "$consumer/data/calibration.bin"
+  if grep -rli kiss "$prefix/include" "$libdir/cmake" "$libdir/pkgconfig"; then
+    die "install: the files above name kissfft"
   fi
 
-  PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --exists --print-errors kelvora
-  note "install check passed: $(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --libs kelvora)"
+  check_installed_tool "$prefix/bin/kelvora"
+  env -i "$prefix/bin/kelvora" synth --out "$check/data" --width 64 --height 48 --frames 1 \
+    >/dev/null
+
+  PKG_CONFIG_PATH="$libdir/pkgconfig" build_host_example "$check/host" "$prefix" \
+    -Wl,-rpath,"$libdir"
+  run_host_example "$check/host/host-pkgconfig" "$check/data/calibration.bin"
+  run_host_example "$check/host/cmake/kelvora_host_example" "$check/data/calibration.bin"
+  note "install check passed: $prefix"
 }
 
+# Configured for the /usr prefix so that the package gets Debian's multiarch
+# library folder; installs for the checks go elsewhere with --prefix. cpack
+# builds nothing itself: the modes build what goes into the package first.
 configure_x86() {
   configure build-x86 -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON \
     -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
     -DKELVORA_BUILD_TESTS=ON -DKELVORA_BUILD_BENCHMARKS=ON -DKELVORA_BUILD_TOOLS=ON \
     -DKELVORA_FORCE_SCALAR=OFF -DKELVORA_SANITIZE=OFF
@@ -126,6 +195,78 @@ mode_x86() {
   run_ctest build-x86
   section "x86: install check"
   install_check build-x86
+}
+
+mode_format() {
+  section "format: clang-format --dry-run --Werror"
+  if ! git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
+    die "format: needs git and a checkout (the tracked files are the ones checked)"
+  fi
+  local files=()
+  mapfile -d '' files < <(git ls-files -z -- '*.c' '*.cc' '*.cpp' '*.h' '*.hpp' '*.inl')
+  clang-format --version
+  clang-format --dry-run --Werror "${files[@]}"
+  note "${#files[@]} files formatted as .clang-format asks"
+}
+
+# The Debian package of the x86 build, checked the way a user installs it:
+# apt-get install of the file, a host built with a bare compiler line and run
+# with an empty environment, then removal. Needs root (or sudo); CI runs on a
+# throwaway machine. A kelvora package that is already installed is left
+# alone and the installation part skipped.
+mode_package() {
+  section "package: build (cpack, Debian package)"
+  configure_x86
+  build build-x86 --target kelvora kelvora_cli
+  rm -f build-x86/kelvora_*.deb
+  (cd build-x86 && cpack -G DEB >/dev/null)
+  local deb
+  deb="$(find "$KELVORA_ROOT/build-x86" -maxdepth 1 -name 'kelvora_*.deb' -print -quit)"
+  [ -n "$deb" ] || die "package: cpack made no kelvora_*.deb"
+  section "package: $(basename "$deb")"
+  dpkg-deb --field "$deb" Package Version Architecture Depends
+  dpkg-deb --contents "$deb"
+
+  if [ "${KELVORA_SYSTEM_INSTALL:-1}" = 0 ]; then
+    note "not installed (KELVORA_SYSTEM_INSTALL=0)"
+    return 0
+  fi
+  if dpkg-query -W -f='${Status}' kelvora 2>/dev/null | grep -q 'install ok installed'; then
+    note "not installed: a kelvora package is installed already and is left alone"
+    return 0
+  fi
+  section "package: apt-get install, host against /usr, removal"
+  apt_quiet install -y "$deb" >/dev/null
+  local status=0
+  set +e
+  (
+    set -e
+    local check="$KELVORA_ROOT/build-x86/package-check"
+    rm -rf "$check"
+    mkdir -p "$check"
+    check_installed_tool /usr/bin/kelvora
+    env -i /usr/bin/kelvora synth --out "$check/data" --width 64 --height 48 --frames 1 >/dev/null
+    # Plain compiler line, no paths: the standard prefix is searched already.
+    build_host_example "$check/host" ""
+    run_host_example "$check/host/host-pkgconfig" "$check/data/calibration.bin"
+    run_host_example "$check/host/cmake/kelvora_host_example" "$check/data/calibration.bin"
+  )
+  status=$?
+  set -e
+  apt_quiet purge -y kelvora >/dev/null
+  [ "$status" -eq 0 ] || die "package: the installed package failed its check"
+  if compgen -G "/usr/lib/*/libkelvora.so*" >/dev/null || [ -e /usr/bin/kelvora ]; then
+    die "package: files left behind after removal"
+  fi
+  note "package installed, used by a host and removed: $(basename "$deb")"
+}
+
+mode_docs() {
+  section "docs: API reference (Doxygen, warnings are errors)"
+  rm -rf build-docs
+  doxygen docs/Doxyfile
+  [ -f build-docs/html/index.html ] || die "docs: no build-docs/html/index.html"
+  note "API reference: build-docs/html/index.html"
 }
 
 mode_sanitize() {
@@ -201,7 +342,7 @@ case "$mode" in
     usage
     exit 0
     ;;
-  all | x86 | sanitize | scalar | armv7 | fuzz | bench) ;;
+  all | format | x86 | package | docs | sanitize | scalar | armv7 | fuzz | bench) ;;
   *)
     usage >&2
     die "unknown mode: $mode"
@@ -218,7 +359,7 @@ if [ "${KELVORA_SKIP_SETUP:-0}" != 1 ]; then
 fi
 
 if [ "$mode" = all ]; then
-  for m in x86 sanitize armv7 fuzz; do timed "$m"; done
+  for m in format x86 package docs sanitize armv7 fuzz; do timed "$m"; done
 else
   timed "$mode"
 fi

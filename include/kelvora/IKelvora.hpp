@@ -119,7 +119,8 @@ class KELVORA_API IKelvora {
   /// Call it after processIntensity() and before combineResults(). Phase
   /// frames that are null or hold fewer than getWidth() x getHeight()
   /// samples are refused before anything is read, and the previous results
-  /// stay as they were.
+  /// stay as they were. A frequency the engine is not configured for (the
+  /// second one of a one-frequency engine) is not read or processed.
   /// \tparam K FREQUENCY_1 or FREQUENCY_2 (other keys do not compile).
   /// \param input the frame set; only that frequency's frames, exposure
   ///   and the temperature are read.

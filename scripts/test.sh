@@ -28,7 +28,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$KELVORA_ROOT"
 
 usage() {
-  sed -n '2,27p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
+  sed -n '2,24p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
 }
 
 timings=()

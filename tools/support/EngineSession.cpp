@@ -45,6 +45,10 @@ void applySettings(Configuration& configuration, const std::vector<std::string>&
     }
     const ParameterSetResult r =
         setParameterText(configuration, setting.substr(0, eq), setting.substr(eq + 1));
+    if (r.refusal == ParameterRefusal::UNKNOWN_NAME) {
+      throw ToolError("--set " + setting + ": " + r.message +
+                      " (kelvora process --list-parameters CALIBRATION lists those it accepts)");
+    }
     if (!r.accepted()) throw ToolError("--set " + setting + ": " + r.message);
   }
 }

@@ -23,7 +23,7 @@ std::vector<float> validValues(const std::vector<float>& values, const std::vect
 
 }  // namespace
 
-void writeFrameOutputs(StagingDir& out, const std::string& prefix, const FrameResults& r,
+void writeFrameOutputs(const StagingDir& out, const std::string& prefix, const FrameResults& r,
                        const OutputChoice& choice) {
   const size_t n = static_cast<size_t>(r.width) * r.height;
   const ImageLayout layout{r.width, r.height, choice.imageScale};

@@ -17,7 +17,7 @@ struct OutputChoice {
 // Writes "<prefix>distance.png", "<prefix>amplitude.png", "<prefix>intensity.png",
 // "<prefix>noise.png", "<prefix>flags.png", "<prefix>points.ply" and, with
 // arrays, "<prefix><result>.npy" into the staging directory.
-void writeFrameOutputs(StagingDir& out, const std::string& prefix, const FrameResults& r,
+void writeFrameOutputs(const StagingDir& out, const std::string& prefix, const FrameResults& r,
                        const OutputChoice& choice);
 
 }  // namespace kelvora::tools

@@ -1,6 +1,8 @@
 #include "support/StagingDir.hpp"
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -29,25 +31,18 @@ constexpr size_t kSignalCount = sizeof(kSignals) / sizeof(kSignals[0]);
 
 }  // namespace
 
-// What a signal handler needs to undo a run, readable without allocating:
-// the staged paths form a list that file() only ever prepends to.
+// What a signal handler needs to undo a run, set up before any signal can
+// come: the staging folder stays open so that it can be emptied by
+// descriptor, with no allocation.
 struct StagingSignalCleanup {
-  struct StagedFile {
-    std::string path;
-    StagedFile* next;
-  };
-  std::atomic<StagedFile*> files{nullptr};
+  int stagingFd = -1;
   std::string staging;
   std::string target;
   bool removeTarget = false;
   struct sigaction previous[kSignalCount] = {};
 
   ~StagingSignalCleanup() {
-    for (StagedFile* f = files.load(); f != nullptr;) {
-      StagedFile* next = f->next;
-      delete f;
-      f = next;
-    }
+    if (stagingFd >= 0) ::close(stagingFd);
   }
 };
 
@@ -59,21 +54,47 @@ void restorePreviousActions(const StagingSignalCleanup& c) {
   for (size_t i = 0; i < kSignalCount; ++i) sigaction(kSignals[i], &c.previous[i], nullptr);
 }
 
-// Only async-signal-safe calls: unlink, rmdir, sigaction, raise.
-void removeStagedOnSignal(int signal) {
+// Removes every file of the open folder with raw system calls only, pass by
+// pass, since removing while listing may skip entries; the staging folder
+// holds plain files only.
+void emptyFolder(int fd) {
+  alignas(8) static char listing[4096];
+  for (int pass = 0; pass < 64; ++pass) {
+    bool removed = false;
+    ::lseek(fd, 0, SEEK_SET);
+    for (long n; (n = ::syscall(SYS_getdents64, fd, listing, sizeof(listing))) > 0;) {
+      for (long at = 0; at < n;) {
+        // struct linux_dirent64: inode, offset, record length, type, name.
+        unsigned short length;
+        std::memcpy(&length, listing + at + 16, sizeof(length));
+        const char* name = listing + at + 19;
+        if (std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0) {
+          removed = ::unlinkat(fd, name, 0) == 0 || removed;
+        }
+        at += length;
+      }
+    }
+    if (!removed) return;
+  }
+}
+
+// Only async-signal-safe calls: system calls on descriptors and paths,
+// sigaction and raise.
+void removeStagedOnSignal(int signal, siginfo_t* info, void*) {
   const int savedErrno = errno;
   StagingSignalCleanup* c = g_cleanup.exchange(nullptr);
   if (c != nullptr) {
-    for (auto* f = c->files.load(); f != nullptr; f = f->next) ::unlink(f->path.c_str());
+    emptyFolder(c->stagingFd);
     ::rmdir(c->staging.c_str());
     if (c->removeTarget) ::rmdir(c->target.c_str());
     restorePreviousActions(*c);
   }
   errno = savedErrno;
-  // A crash signal comes back by itself when the faulting instruction runs
-  // again (abort raises a second time); an interruption is sent anew, now to
-  // the previous handler.
-  if (std::find(kSignals, kSignals + kInterruptions, signal) != kSignals + kInterruptions) {
+  // A fault comes back by itself when the faulting instruction runs again;
+  // a signal that was sent (an interruption, kill, abort) is sent anew, now
+  // to the previous handler.
+  if (info == nullptr || info->si_code <= 0 ||
+      std::find(kSignals, kSignals + kInterruptions, signal) != kSignals + kInterruptions) {
     ::raise(signal);
   }
 }
@@ -96,7 +117,8 @@ class InterruptionsBlocked {
 
 void installCleanup(StagingSignalCleanup* c) {
   struct sigaction action = {};
-  action.sa_handler = removeStagedOnSignal;
+  action.sa_sigaction = removeStagedOnSignal;
+  action.sa_flags = SA_SIGINFO;
   sigemptyset(&action.sa_mask);
   InterruptionsBlocked blocked;
   g_cleanup.store(c);
@@ -189,6 +211,7 @@ StagingDir::StagingDir(const std::string& target, const std::string& command)
     throw ToolError("cannot write into output folder " + target + ": " + ec.message());
   }
   cleanup_ = new StagingSignalCleanup;
+  cleanup_->stagingFd = ::open(staging_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   cleanup_->staging = staging_;
   cleanup_->target = target_;
   cleanup_->removeTarget = createdTarget_;
@@ -204,10 +227,8 @@ StagingDir::~StagingDir() {
   if (createdTarget_) fs::remove(target_, ec);  // only while empty
 }
 
-std::string StagingDir::file(const std::string& name) {
-  std::string path = (fs::path(staging_) / name).string();
-  cleanup_->files.store(new StagingSignalCleanup::StagedFile{path, cleanup_->files.load()});
-  return path;
+std::string StagingDir::file(const std::string& name) const {
+  return (fs::path(staging_) / name).string();
 }
 
 void StagingDir::commit() {

@@ -32,7 +32,7 @@ class StagingDir {
   StagingDir& operator=(const StagingDir&) = delete;
 
   // Path of a file inside the staging folder.
-  std::string file(const std::string& name);
+  std::string file(const std::string& name) const;
   const std::string& path() const { return staging_; }
   // Replaces the earlier output, if any, by everything staged.
   void commit();

@@ -71,6 +71,8 @@ class Kelvora : public IKelvora {
   const KelvoraCalibration* calibration() const { return calibration_.get(); }
   const KelvoraParameter& coreParameters() const { return parameters_; }
   const KelvoraIntermediate* intermediate() const { return intermediate_.get(); }
+  // Floats the point-cloud stage wrote for the last frame set, four per point.
+  uint32_t pointCloudSize() const { return output_.pointCloudSize; }
 
  private:
   template <template <class> class Container>

@@ -151,10 +151,14 @@ RenderedFrameSet renderFrameSet(const KelvoraCalibration& c, const SceneGeometry
       const double d = g.trueDistance[i];
       const double phase = measuredPhaseFor(fr, i, d, o.temperature);
       // Amplitude wiggling scales what the sensor shows; the pipeline divides
-      // it out again for the normalised amplitude.
+      // it out again for the normalised amplitude. Only a calibration of two
+      // frequencies carries that model (the pipeline uses it for the
+      // multipath test alone), so with one the amplitude is left unscaled.
       const double trueAmplitude = d > 0 ? e * o.illumination * g.reflectivity[i] / (d * d) : 0.0;
-      const double amplitude =
-          trueAmplitude * wigglingSum(fr.amplitudeWiggling, phase, fr.amplitudeWiggling.offset);
+      const double amplitude = r.frequencyCount > 1
+                                   ? trueAmplitude * wigglingSum(fr.amplitudeWiggling, phase,
+                                                                 fr.amplitudeWiggling.offset)
+                                   : trueAmplitude;
       double samples[4];
       samplesForPhase(phase, amplitude, o.blackLevel + e * greyRate[i], samples);
       double sigma = 0.0;

@@ -7,7 +7,7 @@
 #include "calibration/CalibrationExport.hpp"
 #include "commands/Commands.hpp"
 #include "support/CalibrationFile.hpp"
-#include "support/EngineSession.hpp"
+#include "support/InputFile.hpp"
 #include "support/StagingDir.hpp"
 #include "support/ToolError.hpp"
 
@@ -28,7 +28,7 @@ struct SaveDirScope {
 };
 
 void runCalib(const CalibOptions& o) {
-  const std::vector<uint8_t> blob = readFileBytes(o.file, "calibration");
+  const std::vector<uint8_t> blob = readFileBytes(o.file, "calibration", "calibration.bin");
   const CalibrationFormat format = detectCalibrationFormat(blob);
   if (o.exportDir.empty()) {
     const CalibrationPtr record = readCalibration(blob, o.file);
@@ -36,7 +36,7 @@ void runCalib(const CalibOptions& o) {
               << describeCalibration(*record, format);
     return;
   }
-  StagingDir out(o.exportDir);
+  StagingDir out(o.exportDir, "calib");
   CalibrationPtr record;
   {
     // Reading a legacy calibration exports it by itself; the others are

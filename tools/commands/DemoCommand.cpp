@@ -48,8 +48,8 @@ void runDemo(const DemoOptions& o) {
   EngineSession session(data.calibration, "(synthetic)");
   quiet.reset();
   session.configure(o.settings);
-  session.checkRecording(data.header, "(synthetic)");
-  StagingDir out(o.out);
+  session.useRecording(data.header, "(synthetic)");
+  StagingDir out(o.out, "demo");
   {
     std::ofstream blob(out.file("calibration.bin"), std::ios::binary);
     blob.write(reinterpret_cast<const char*>(data.calibration.data()),

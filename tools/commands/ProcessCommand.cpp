@@ -10,10 +10,11 @@
 
 #include "commands/Commands.hpp"
 #include "interface/ParameterRegistry.hpp"
+#include "kelvora/HostSupport.hpp"
 #include "support/CalibrationFile.hpp"
 #include "support/EngineSession.hpp"
 #include "support/FrameOutputs.hpp"
-#include "support/ParameterSettings.hpp"
+#include "support/InputFile.hpp"
 #include "support/Recording.hpp"
 #include "support/StagingDir.hpp"
 #include "support/ToolError.hpp"
@@ -33,14 +34,34 @@ struct ProcessOptions {
   uint32_t imageScale = 2;
 };
 
-void listParameters() {
-  std::cout << std::left << std::setw(28) << "name" << std::setw(11) << "default" << std::setw(20)
-            << "bounds"
+// Without a calibration, every parameter of the library; with one, exactly
+// those its engine accepts, with the values a new engine starts from.
+void listParameters(const std::string& calibration) {
+  std::vector<ParameterInfo> list;
+  if (calibration.empty()) {
+    std::vector<Parameter> all;
+    for (const auto& entry : getAllParameters()) all.push_back(entry.second);
+    list = kelvora::listParameters(
+        Configuration(ArrayReference<Parameter>(all.data(), static_cast<uint32_t>(all.size()))));
+  } else {
+    EngineSession session(readFileBytes(calibration, "calibration", "calibration.bin"),
+                          calibration);
+    list = kelvora::listParameters(session.engine().configuration());
+  }
+  std::cout << std::left << std::setw(28) << "name" << std::setw(10) << "type" << std::setw(11)
+            << "default" << std::setw(20) << "bounds"
             << "description\n";
-  for (const auto& entry : getAllParameters()) {
-    const Parameter& p = entry.second;
-    std::cout << std::left << std::setw(28) << p.name() << std::setw(11) << parameterValueText(p)
-              << std::setw(20) << boundsText(p) << p.description() << "\n";
+  for (const ParameterInfo& p : list) {
+    const std::string bounds =
+        p.hasBounds ? "[" + p.lowerBound + ", " + p.upperBound + "]" : std::string("none");
+    std::cout << std::left << std::setw(28) << p.name << std::setw(10) << p.type << std::setw(11)
+              << (calibration.empty() ? p.defaultValue : p.value) << std::setw(20) << bounds
+              << p.description << "\n";
+  }
+  if (calibration.empty()) {
+    std::cout << "A calibration fixes some of these: numFreqs, freq2 and the multipath switches "
+                 "when it holds one frequency, useRemoveStrayLight when it has no stray-light "
+                 "model. kelvora process --list-parameters CALIBRATION lists what it accepts.\n";
   }
   std::cout << "The tool sets useValidateImage=false, exposureLimitLower=100 and "
                "exposureLimitUpper=4000 before applying --set.\n";
@@ -54,7 +75,7 @@ size_t validCount(const FrameResults& r) {
 
 void runProcess(const ProcessOptions& o) {
   if (o.listParameters) {
-    listParameters();
+    listParameters(o.calibration);
     return;
   }
   if (o.calibration.empty() || o.recording.empty() || o.out.empty()) {
@@ -62,23 +83,23 @@ void runProcess(const ProcessOptions& o) {
   }
   if (o.imageScale < 1 || o.imageScale > 8) throw ToolError("--scale must be 1..8");
   // Everything that can be refused is checked before the first file is written.
-  const std::vector<uint8_t> blob = readFileBytes(o.calibration, "calibration");
+  const std::vector<uint8_t> blob = readFileBytes(o.calibration, "calibration", "calibration.bin");
   if (detectCalibrationFormat(blob) == CalibrationFormat::kBlock) {
     // The library tries its handlers in the order container, legacy, block,
-    // and the legacy handler takes every blob, so an engine never sees a
+    // and the legacy handler takes every blob, so an engine never reads a
     // block file as one.
     throw ToolError("calibration " + o.calibration +
-                    " is in the block format, which the engine's handler order reads as legacy; "
-                    "kelvora calib shows its contents");
+                    " is in the block format, which the engine cannot process; kelvora calib " +
+                    o.calibration + " shows what it holds");
   }
   EngineSession session(blob, o.calibration);
   session.configure(o.settings);
   RecordingReader reader(o.recording);
-  session.checkRecording(reader.header(), o.recording);
+  session.useRecording(reader.header(), o.recording);
   if (reader.frameSetCount() == 0)
     throw ToolError("recording " + o.recording + " holds no frame sets");
 
-  StagingDir out(o.out);
+  StagingDir out(o.out, "process");
   OutputChoice choice;
   choice.images = !o.noImages;
   choice.arrays = !o.noArrays;
@@ -129,11 +150,15 @@ void addProcessCommand(CLI::App& app) {
   auto o = std::make_shared<ProcessOptions>();
   CLI::App* cmd = app.add_subcommand(
       "process", "Process a recording with a calibration: images, point clouds and .npy arrays");
-  cmd->add_option("calibration", o->calibration, "calibration file (container, legacy or block)");
+  cmd->add_option("calibration", o->calibration,
+                  "calibration file in the container or legacy format (block files: kelvora "
+                  "calib only)");
   cmd->add_option("recording", o->recording, "recording of raw frame sets (docs/RECORDING.md)");
   cmd->add_option("--out", o->out, "output folder");
   cmd->add_option("--set", o->settings, "set a processing parameter: name=value (repeatable)");
-  cmd->add_flag("--list-parameters", o->listParameters, "list every parameter and exit");
+  cmd->add_flag("--list-parameters", o->listParameters,
+                "list the parameters (those the calibration's engine accepts when one is given) "
+                "and exit");
   cmd->add_flag("--no-images", o->noImages, "write no PNG images");
   cmd->add_flag("--no-arrays", o->noArrays, "write no .npy arrays");
   cmd->add_option("--scale", o->imageScale, "image pixels per result pixel")->capture_default_str();

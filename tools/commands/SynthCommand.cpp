@@ -44,7 +44,7 @@ void runSynth(const SynthOptions& o) {
   d.scene.seed = o.seed;
   const SyntheticData data = makeSyntheticData(d);
 
-  StagingDir out(o.out);
+  StagingDir out(o.out, "synth");
   std::vector<std::string> written = {"calibration.bin", "recording.kvrec", "true_distance.npy"};
   {
     std::ofstream blob(out.file(written[0]), std::ios::binary | std::ios::trunc);
@@ -59,6 +59,11 @@ void runSynth(const SynthOptions& o) {
             << data.calibration.size() << " bytes), " << o.out << "/recording.kvrec ("
             << data.frameSets.size() << " frame sets of " << o.width << " x " << o.height
             << ") and " << o.out << "/true_distance.npy\n";
+  if (d.format == CalibrationFormat::kBlock) {
+    std::cout << "note: the engine does not process block-format calibrations (its handlers "
+                 "read them as legacy); kelvora calib "
+              << o.out << "/calibration.bin shows what this one holds\n";
+  }
 }
 
 }  // namespace

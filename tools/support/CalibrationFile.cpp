@@ -7,6 +7,8 @@
 
 #include "calibration/CalibrationHandlerRegistry.hpp"
 #include "core/StatusCodes.hpp"
+#include "kelvora/HostSupport.hpp"
+#include "support/QuietStdout.hpp"
 #include "support/ToolError.hpp"
 
 namespace kelvora::tools {
@@ -83,6 +85,7 @@ CalibrationPtr readCalibration(const std::vector<uint8_t>& blob, const std::stri
   const int32_t pixels =
       h.supports(blob.data(), size) != 0 ? h.getNumPixels(blob.data(), size) : -1;
   if (pixels > 0) {
+    const QuietStdout quiet;  // the readers report their progress there
     CalibrationPtr record(allocateCalibration(static_cast<uint32_t>(pixels)));
     result = h.read(blob.data(), size, record.get());
     if (result == status::kSuccess && h.readCustomFields != nullptr) {
@@ -95,8 +98,10 @@ CalibrationPtr readCalibration(const std::vector<uint8_t>& blob, const std::stri
   } else if (pixels < 0 && pixels != -1) {
     result = static_cast<uint32_t>(pixels);
   }
+  const StatusText why = describeCoreStatus(result);
   throw ToolError("calibration " + source + " (" + formatName(detectCalibrationFormat(blob)) +
-                  " format) cannot be read: status " + hex(result));
+                  " format) cannot be read: " + why.meaning + " (" + why.name + ", " + hex(result) +
+                  ")" + (why.remedy[0] != '\0' ? "; " : "") + why.remedy);
 }
 
 std::string describeCalibration(const KelvoraCalibration& c, CalibrationFormat format) {

@@ -1,11 +1,11 @@
 #include "support/EngineSession.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 
-#include "support/ParameterSettings.hpp"
+#include "kelvora/HostSupport.hpp"
+#include "support/QuietStdout.hpp"
 #include "support/ToolError.hpp"
 
 namespace kelvora::tools {
@@ -13,47 +13,60 @@ namespace kelvora::tools {
 namespace {
 
 template <class T>
-std::vector<T> copyOut(const ArrayReference<T>& r) {
-  return std::vector<T>(r.data(), r.data() + r.size());
+std::vector<T> copyOut(const ArrayReference<T>& r, size_t count) {
+  return std::vector<T>(r.data(), r.data() + std::min<size_t>(count, r.size()));
 }
 
-std::string statusText(const KelvoraStatus& s) {
-  static const char* const kCodes[] = {"success", "output target too small", "calibration error",
-                                       "unknown parameter", "initialization failed"};
-  char detail[16];
-  std::snprintf(detail, sizeof(detail), "0x%08x", s.detail);
-  return std::string(s.code < 5 ? kCodes[s.code] : "unknown status") + ", detail " + detail;
+std::string megahertz(uint32_t hz) {
+  char text[32];
+  std::snprintf(text, sizeof(text), "%g MHz", hz / 1e6);
+  return text;
 }
 
-uint32_t unsignedParameter(const Configuration& c, const char* name) {
-  const ParameterValue v = c.getParameterByName(name).getValue();
-  const unsigned int* u = v.getIf<1>();
-  return u != nullptr ? *u : 0;
+std::string frequencyList(const std::vector<uint32_t>& hz) {
+  std::string text;
+  for (size_t i = 0; i < hz.size(); ++i) {
+    text += (i == 0 ? "" : i + 1 == hz.size() ? " and " : ", ") + megahertz(hz[i]);
+  }
+  return text.empty() ? "none" : text;
 }
 
 }  // namespace
-
-std::vector<uint8_t> readFileBytes(const std::string& path, const char* what) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw ToolError(std::string("cannot open ") + what + " " + path);
-  std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)),
-                             std::istreambuf_iterator<char>());
-  if (bytes.empty()) throw ToolError(std::string(what) + " " + path + " is empty");
-  return bytes;
-}
 
 std::vector<std::string> toolDefaultSettings() {
   return {"useValidateImage=false", "exposureLimitLower=100", "exposureLimitUpper=4000"};
 }
 
-EngineSession::EngineSession(const std::vector<uint8_t>& calibration, const std::string& source) {
+void applySettings(Configuration& configuration, const std::vector<std::string>& settings) {
+  for (const std::string& setting : settings) {
+    const size_t eq = setting.find('=');
+    if (eq == std::string::npos || eq == 0) {
+      throw ToolError("--set " + setting + ": expected name=value");
+    }
+    const ParameterSetResult r =
+        setParameterText(configuration, setting.substr(0, eq), setting.substr(eq + 1));
+    if (r.refusal == ParameterRefusal::UNKNOWN_NAME) {
+      throw ToolError("--set " + setting + ": " + r.message +
+                      " (kelvora process --list-parameters CALIBRATION lists those it accepts)");
+    }
+    if (!r.accepted()) throw ToolError("--set " + setting + ": " + r.message);
+  }
+}
+
+EngineSession::EngineSession(const std::vector<uint8_t>& calibration, const std::string& source)
+    : source_(source) {
   const ArrayReference<unsigned char> bytes(const_cast<unsigned char*>(calibration.data()),
                                             static_cast<uint32_t>(calibration.size()));
-  const KelvoraStatus s = getKelvora(bytes, &engine_);
+  KelvoraStatus s;
+  {
+    // The calibration readers report their progress on standard output.
+    const QuietStdout quiet;
+    s = getKelvora(bytes, &engine_);
+  }
   if (s.code != KelvoraStatus::SUCCESS || engine_ == nullptr) {
     delete engine_;
     engine_ = nullptr;
-    throw ToolError("calibration " + source + " cannot be used: " + statusText(s));
+    throw ToolError("calibration " + source + " cannot be used: " + describeStatus(s));
   }
 }
 
@@ -67,50 +80,52 @@ void EngineSession::configure(const std::vector<std::string>& settings) {
   applySettings(c, settings);
   const KelvoraStatus s = engine_->reconfigure(c);
   if (s.code != KelvoraStatus::SUCCESS) {
-    throw ToolError("the engine refused the parameters: " + statusText(s));
+    throw ToolError("the engine refused the parameters for calibration " + source_ + ": " +
+                    describeStatus(s));
   }
 }
 
-uint32_t EngineSession::width() const {
-  return engine_->getWidth();
-}
-uint32_t EngineSession::height() const {
-  return engine_->getHeight();
-}
-uint32_t EngineSession::frequencyCount() const {
-  return unsignedParameter(engine_->configuration(), "numFreqs");
-}
-
-void EngineSession::checkRecording(const RecordingHeader& header, const std::string& source) const {
-  if (header.width != width() || header.height != height()) {
+void EngineSession::useRecording(const RecordingHeader& header, const std::string& source) {
+  if (header.width != engine_->getWidth() || header.height != engine_->getHeight()) {
     throw ToolError("recording " + source + " has " + std::to_string(header.width) + " x " +
                     std::to_string(header.height) + " frames, the calibration " +
-                    std::to_string(width()) + " x " + std::to_string(height()));
+                    std::to_string(engine_->getWidth()) + " x " +
+                    std::to_string(engine_->getHeight()));
   }
-  if (header.frequencyCount < frequencyCount()) {
-    throw ToolError("recording " + source + " has " + std::to_string(header.frequencyCount) +
-                    " modulation frequencies, the calibration uses " +
-                    std::to_string(frequencyCount()));
+  const std::vector<uint32_t> wanted = modulationFrequencies(*engine_);
+  const std::vector<uint32_t> held(header.frequencies, header.frequencies + header.frequencyCount);
+  recorded_.clear();
+  for (uint32_t hz : wanted) {
+    const auto at = std::find(held.begin(), held.end(), hz);
+    if (at == held.end()) {
+      throw ToolError("recording " + source + " holds frames at " + frequencyList(held) +
+                      ", but the engine processes " + frequencyList(wanted) +
+                      " with this calibration");
+    }
+    recorded_.push_back(static_cast<uint32_t>(at - held.begin()));
   }
 }
 
 FrameResults EngineSession::process(RecordedFrameSet& frameSet) {
-  const Input<ArrayReference, 2> input = frameSet.input(frequencyCount());
+  const Input<ArrayReference, 2> input = frameSet.input(recorded_);
   const auto start = std::chrono::steady_clock::now();
   const KelvoraStatus s = engine_->processWhole(input);
   const auto stop = std::chrono::steady_clock::now();
-  if (s.code != KelvoraStatus::SUCCESS) throw ToolError("processing failed: " + statusText(s));
+  if (s.code != KelvoraStatus::SUCCESS) throw ToolError("processing failed: " + describeStatus(s));
   FrameResults r;
-  r.width = width();
-  r.height = height();
+  r.width = engine_->getWidth();
+  r.height = engine_->getHeight();
+  const size_t n = static_cast<size_t>(r.width) * r.height;
   r.milliseconds = std::chrono::duration<double, std::milli>(stop - start).count();
-  r.distance = copyOut(engine_->results<DISTANCE>());
-  r.amplitude = copyOut(engine_->results<AMPLITUDE>());
-  r.noise = copyOut(engine_->results<NOISE>());
-  r.intensity = copyOut(engine_->results<INTENSITY>());
-  r.flags = copyOut(engine_->results<FLAGS>());
-  r.pointCloud = copyOut(engine_->results<POINT_CLOUD>());
-  r.exposureProposals = copyOut(engine_->results<EXPOSURE_PROPOSALS>());
+  r.distance = copyOut(engine_->results<DISTANCE>(), n);
+  r.amplitude = copyOut(engine_->results<AMPLITUDE>(), n);
+  r.noise = copyOut(engine_->results<NOISE>(), n);
+  r.intensity = copyOut(engine_->results<INTENSITY>(), n);
+  r.flags = copyOut(engine_->results<FLAGS>(), n);
+  r.sparsePointCloud = isPointCloudSparse(*engine_);
+  r.pointCloud = copyOut(engine_->results<POINT_CLOUD>(), 4u * pointCloudPointCount(*engine_));
+  const ArrayReference<unsigned int> proposals = engine_->results<EXPOSURE_PROPOSALS>();
+  r.exposureProposals = copyOut(proposals, proposals.size());
   return r;
 }
 

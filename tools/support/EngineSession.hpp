@@ -11,14 +11,14 @@
 
 namespace kelvora::tools {
 
-// The whole file; throws ToolError when it cannot be read or is empty.
-std::vector<uint8_t> readFileBytes(const std::string& path, const char* what);
-
 struct FrameResults {
   uint32_t width = 0, height = 0;
   std::vector<float> distance, amplitude, noise, intensity;
   std::vector<uint32_t> flags;
-  std::vector<float> pointCloud;  // x, y, z, confidence per pixel (or per valid point when sparse)
+  bool sparsePointCloud = false;
+  // x, y, z, confidence for each of the engine's points: one per pixel when
+  // dense, one per valid pixel when sparse.
+  std::vector<float> pointCloud;
   std::vector<uint32_t> exposureProposals;  // grey, then one per frequency
   double milliseconds = 0.0;                // processWhole only
 };
@@ -30,6 +30,11 @@ struct FrameResults {
 // mean something; the library's own defaults are 1 and 2.
 std::vector<std::string> toolDefaultSettings();
 
+// Applies each "name=value" to the configuration through the library's
+// setter by name. Throws ToolError naming the setting and why it was refused;
+// the configuration is then left partly changed and must not be used.
+void applySettings(Configuration& configuration, const std::vector<std::string>& settings);
+
 class EngineSession {
  public:
   // getKelvora on the blob; `source` names it in messages.
@@ -40,17 +45,18 @@ class EngineSession {
 
   // toolDefaultSettings, then `settings`, then reconfigure.
   void configure(const std::vector<std::string>& settings);
-  // Refuses a recording whose frame size or frequencies the engine cannot take.
-  void checkRecording(const RecordingHeader& header, const std::string& source) const;
-  uint32_t width() const;
-  uint32_t height() const;
-  uint32_t frequencyCount() const;
+  // Refuses a recording whose frame size differs from the engine's or that
+  // lacks a modulation frequency the engine processes; the recording's
+  // frequencies are matched to the engine's by value, in any order.
+  void useRecording(const RecordingHeader& header, const std::string& source);
   IKelvora& engine() { return *engine_; }
 
   FrameResults process(RecordedFrameSet& frameSet);
 
  private:
   IKelvora* engine_ = nullptr;
+  std::string source_;
+  std::vector<uint32_t> recorded_;  // per engine frequency, the recording's frequency index
 };
 
 }  // namespace kelvora::tools

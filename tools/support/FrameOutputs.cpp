@@ -46,15 +46,12 @@ void writeFrameOutputs(const StagingDir& out, const std::string& prefix, const F
     writePng(out.file(prefix + "flags.png"), renderFlags(r.flags.data(), layout));
   }
   if (choice.pointCloud) {
-    // Dense clouds hold every pixel: keep the valid ones with a depth. A
-    // sparse cloud already holds only valid points.
+    // The valid points: a sparse cloud holds only those, a dense one holds
+    // every pixel in pixel order.
     std::vector<PlyPoint> points;
-    const bool dense = r.pointCloud.size() >= 4 * n;
-    const size_t count = dense ? n : r.pointCloud.size() / 4;
-    for (size_t i = 0; i < count; ++i) {
+    for (size_t i = 0; 4 * i + 3 < r.pointCloud.size(); ++i) {
+      if (!r.sparsePointCloud && r.flags[i] != 0) continue;
       const float* p = &r.pointCloud[4 * i];
-      if (dense && r.flags[i] != 0) continue;
-      if (!(p[2] > 0.0f)) continue;
       points.push_back({p[0], p[1], p[2], p[3]});
     }
     writePly(out.file(prefix + "points.ply"), points);
@@ -66,10 +63,10 @@ void writeFrameOutputs(const StagingDir& out, const std::string& prefix, const F
     writeNpy(out.file(prefix + "noise.npy"), r.noise.data(), shape);
     writeNpy(out.file(prefix + "intensity.npy"), r.intensity.data(), shape);
     writeNpy(out.file(prefix + "flags.npy"), r.flags.data(), shape);
-    const bool dense = r.pointCloud.size() >= 4 * n;
     const std::vector<uint32_t> cloudShape =
-        dense ? std::vector<uint32_t>{r.height, r.width, 4}
-              : std::vector<uint32_t>{static_cast<uint32_t>(r.pointCloud.size() / 4), 4};
+        r.sparsePointCloud
+            ? std::vector<uint32_t>{static_cast<uint32_t>(r.pointCloud.size() / 4), 4}
+            : std::vector<uint32_t>{r.height, r.width, 4};
     writeNpy(out.file(prefix + "point_cloud.npy"), r.pointCloud.data(), cloudShape);
     writeNpy(out.file(prefix + "exposure_proposals.npy"), r.exposureProposals.data(),
              {static_cast<uint32_t>(r.exposureProposals.size())});

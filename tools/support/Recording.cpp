@@ -3,6 +3,7 @@
 #include <cstring>
 #include <limits>
 
+#include "support/InputFile.hpp"
 #include "support/ToolError.hpp"
 
 namespace kelvora::tools {
@@ -46,18 +47,19 @@ uint64_t RecordingHeader::frameSetBytes() const {
   return 4 + 4ull * (1 + frequencyCount) + 2ull * pixelCount() * (1 + 4ull * frequencyCount);
 }
 
-Input<ArrayReference, 2> RecordedFrameSet::input(uint32_t frequencyCount) {
+Input<ArrayReference, 2> RecordedFrameSet::input(const std::vector<uint32_t>& recorded) {
   Input<ArrayReference, 2> in;
   in.temperature = temperature;
   in.intensityExposureTime = exposureTimes[0];
   in.intensityFrame =
       ArrayReference<unsigned short>(grey.data(), static_cast<uint32_t>(grey.size()));
-  for (uint32_t f = 0; f < frequencyCount; ++f) {
+  for (uint32_t f = 0; f < recorded.size() && f < kMaxRecordingFrequencies; ++f) {
+    const uint32_t r = recorded[f];
     for (uint32_t k = 0; k < 4; ++k) {
       in.frequencies[f].phaseFrames[k] = ArrayReference<unsigned short>(
-          phase[f][k].data(), static_cast<uint32_t>(phase[f][k].size()));
+          phase[r][k].data(), static_cast<uint32_t>(phase[r][k].size()));
     }
-    in.frequencies[f].exposureTime = exposureTimes[1 + f];
+    in.frequencies[f].exposureTime = exposureTimes[1 + r];
   }
   return in;
 }
@@ -102,8 +104,9 @@ void writeRecording(const std::string& path, const RecordingHeader& header,
   if (!out) throw ToolError("cannot write " + path);
 }
 
-RecordingReader::RecordingReader(const std::string& path)
-    : path_(path), in_(path, std::ios::binary) {
+RecordingReader::RecordingReader(const std::string& path) : path_(path) {
+  requireInputFile(path, "recording", "recording.kvrec");
+  in_.open(path, std::ios::binary);
   if (!in_) throw ToolError("cannot open recording " + path);
   in_.seekg(0, std::ios::end);
   const uint64_t fileBytes = static_cast<uint64_t>(in_.tellg());

@@ -34,8 +34,9 @@ struct RecordedFrameSet {
   std::vector<uint16_t> grey;
   std::vector<uint16_t> phase[kMaxRecordingFrequencies][4];
 
-  // A view for the engine; the frame set must outlive it.
-  Input<ArrayReference, 2> input(uint32_t frequencyCount);
+  // A view for the engine, whose frequency f is the recorded frequency
+  // recorded[f]; the frame set must outlive it.
+  Input<ArrayReference, 2> input(const std::vector<uint32_t>& recorded);
 };
 
 // Writes a whole recording. Throws ToolError when a frame set does not match

@@ -36,11 +36,15 @@ struct StatusText {
 
 /// The front-end status code (KelvoraStatus::Code) in words, including what
 /// its `detail` holds.
+/// @param code a front-end status code
+/// @return its name, meaning and remedy
 KELVORA_API StatusText describeStatusCode(KelvoraStatus::Code code);
 
 /// A core status code in words: the `detail` of CALIBRATION_ERROR, and the
 /// codes of the calibration readers (0 for success, else 0x80000000 plus a
 /// number, e.g. 0x80000004 STREAM_TOO_SHORT).
+/// @param code a core status code
+/// @return its name, meaning and remedy
 KELVORA_API StatusText describeCoreStatus(uint32_t code);
 
 /// A whole status as one line for a user: the code's meaning, its detail
@@ -49,6 +53,8 @@ KELVORA_API StatusText describeCoreStatus(uint32_t code);
 /// ends before the record it announces is complete (STREAM_TOO_SHORT,
 /// 0x80000004); the file is truncated: copy it again". "success" for
 /// SUCCESS. No line end.
+/// @param status what a front-end call returned
+/// @return one line of text for a user
 KELVORA_API std::string describeStatus(const KelvoraStatus& status);
 
 /// Flag values that the processing stages OR into a pixel's flag word. Each
@@ -75,12 +81,15 @@ struct FlagText {
 
 /// The seven causes, from PIXEL_SATURATED to PIXEL_MULTIPATH_AMPLITUDE in
 /// bit order.
+/// @return the causes in bit order
 KELVORA_API std::vector<FlagText> flagCauses();
 
 /// A flag word in words: "valid" for 0, "invalid" for exactly 1 (the cause
 /// was cleared by image validation), otherwise the meanings of the cause
 /// bits joined by ", " in bit order, followed by "unknown bits 0x..." for
 /// bits no stage sets.
+/// @param flags a pixel's flag word
+/// @return the word in words
 KELVORA_API std::string describeFlags(uint32_t flags);
 
 /// The modulation frequencies (Hz) the engine processes, in the order of
@@ -88,16 +97,22 @@ KELVORA_API std::string describeFlags(uint32_t flags);
 /// An engine whose calibration holds one frequency hides `numFreqs`; it then
 /// processes `freq1` alone. Empty when `numFreqs` was set to 0 (only the grey
 /// frame is processed).
+/// @param engine the engine to ask
+/// @return the frequencies in hertz, zero, one or two of them
 KELVORA_API std::vector<uint32_t> modulationFrequencies(const IKelvora& engine);
 
 /// True when the engine packs only the valid points into the point cloud
 /// (`useSparsePointCloud`).
+/// @param engine the engine to ask
+/// @return true for a sparse cloud, false for a dense one
 KELVORA_API bool isPointCloudSparse(const IKelvora& engine);
 
 /// The number of points (four floats each) in the point cloud of the last
 /// frame set, as the engine counted them: the number of valid pixels when
 /// the cloud is sparse, width x height when it is dense, 0 before the first
 /// frame set and for an engine not made by getKelvora.
+/// @param engine the engine to ask
+/// @return the number of points of the last frame set
 KELVORA_API uint32_t pointCloudPointCount(const IKelvora& engine);
 
 /// Why a parameter was not set.
@@ -115,7 +130,7 @@ struct ParameterSetResult {
   /// Why it was refused, one lower-case line naming the parameter and, for
   /// OUT_OF_BOUNDS, the bounds; empty when the value was set.
   std::string message;
-  /// True when the value was set.
+  /// @return true when the value was set
   bool accepted() const { return refusal == ParameterRefusal::NONE; }
 };
 
@@ -125,6 +140,10 @@ struct ParameterSetResult {
 /// calibration when the configuration has no `numFreqs` (a calibration of
 /// one frequency never uses it). The engine sees the change only through
 /// IKelvora::reconfigure.
+/// @param configuration the configuration to edit
+/// @param name the parameter's name, e.g. "amplitudeThreshold"
+/// @param value the new value, of the parameter's type
+/// @return whether the value was set and, if not, why
 KELVORA_API ParameterSetResult setParameterValue(Configuration& configuration,
                                                  const std::string& name,
                                                  const ParameterValue& value);
@@ -134,6 +153,10 @@ KELVORA_API ParameterSetResult setParameterValue(Configuration& configuration,
 /// whatever the locale), a decimal integer for unsigned and int parameters,
 /// and true/false, 1/0 or on/off for bool parameters. Text that is not a
 /// value of that type is refused with WRONG_TYPE.
+/// @param configuration the configuration to edit
+/// @param name the parameter's name
+/// @param text the new value as text
+/// @return whether the value was set and, if not, why
 KELVORA_API ParameterSetResult setParameterText(Configuration& configuration,
                                                 const std::string& name, const std::string& text);
 
@@ -154,10 +177,14 @@ struct ParameterInfo {
 /// configuration, in key order. Pass IKelvora::configuration() for what an
 /// engine accepts; a new engine's values are its defaults for its
 /// calibration, which sets `freq1`, `freq2` and `numFreqs` itself.
+/// @param configuration the configuration to list
+/// @return one entry per accepted parameter, in key order
 KELVORA_API std::vector<ParameterInfo> listParameters(const Configuration& configuration);
 
 /// A parameter value as text, in the form setParameterText reads: "0.5",
 /// "400", "true"; empty for an empty value.
+/// @param value a parameter value
+/// @return the value as text
 KELVORA_API std::string parameterValueText(const ParameterValue& value);
 
 }  // namespace kelvora

@@ -73,6 +73,12 @@ class Kelvora : public IKelvora {
   const KelvoraIntermediate* intermediate() const { return intermediate_.get(); }
 
  private:
+  // True when frequency `index` reaches the core (the scratch has its probe).
+  bool processesFrequency(uint32_t index) const;
+  // The grey frame and the phase frames of every frequency processWhole hands
+  // to the core: the first one missing or short, or SUCCESS.
+  template <template <class> class Container>
+  KelvoraStatus checkFrameSet(const Input<Container, 2>& input) const;
   template <template <class> class Container>
   KelvoraStatus processIntensityFrom(const Input<Container, 2>& input);
   template <template <class> class Container>

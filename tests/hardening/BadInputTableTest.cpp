@@ -197,6 +197,8 @@ const char* codeName(KelvoraStatus::Code c) {
       return "UNKNOWN_PARAMETER";
     case KelvoraStatus::INITIALIZATION_FAILED:
       return "INITIALIZATION_FAILED";
+    case KelvoraStatus::INVALID_INPUT:
+      return "INVALID_INPUT";
   }
   return "?";
 }

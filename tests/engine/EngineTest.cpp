@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #if defined(__GLIBC__)
@@ -145,17 +146,74 @@ TEST_F(EngineReconfigure, ThresholdKeepsScratchFrequencyRebuildsIt) {
   EXPECT_EQ(asKelvora(*engine).calibration()->frequencies[0].modulationFrequency, 60240000u);
 }
 
-TEST_F(EngineReconfigure, UncalibratedFrequencyRollsBack) {
-  const KelvoraIntermediate* before = scratch();
-  Configuration c = withValue(engine->configuration(), FREQUENCY_1, ParameterValue(12345u));
-  c = withValue(c, NOISE_THRESHOLD, ParameterValue(0.15f));
-  const KelvoraStatus s = engine->reconfigure(c);
-  EXPECT_EQ(s.code, KelvoraStatus::INITIALIZATION_FAILED);
-  EXPECT_EQ(s.detail, static_cast<uint32_t>(status::kInitFrequencyNotCalibrated));
-  EXPECT_EQ(scratch(), before);
-  EXPECT_EQ(asKelvora(*engine).coreParameters().freq1, 80320000u);
-  EXPECT_EQ(asKelvora(*engine).coreParameters().noiseThreshold, 0.07f);
-  EXPECT_EQ(unsignedValue(engine->configuration(), FREQUENCY_1), 80320000u);
+// After a refused reconfiguration the engine gives, bit for bit, the results
+// of an engine that was never asked, and lists its old configuration.
+TEST(EngineReconfigureRefused, LaterFrameSetsAreThoseOfAnEngineNeverAsked) {
+  constexpr uint32_t kF80 = 80320000, kF60 = 60240000;
+  struct Refusal {
+    const char* name;
+    std::vector<uint32_t> calibrated;
+    uint32_t freq1, freq2;     // 0: left as configured
+    bool pointCloudOneShort;   // also redirect the point cloud one element short
+    KelvoraStatus::Code code;  // INITIALIZATION_FAILED carries the missing-frequency code
+  };
+  const Refusal refusals[] = {
+      // The first frequency is found and moved before the second is missed.
+      {"firstFoundSecondMissing",
+       {kF80, kF60},
+       kF60,
+       12345,
+       false,
+       KelvoraStatus::INITIALIZATION_FAILED},
+      {"firstMissing", {kF80, kF60}, 12345, 0, false, KelvoraStatus::INITIALIZATION_FAILED},
+      {"oneFrequencyMissing", {kF60}, 12345, 0, false, KelvoraStatus::INITIALIZATION_FAILED},
+      {"swapWithShortTarget",
+       {kF80, kF60},
+       kF60,
+       kF80,
+       true,
+       KelvoraStatus::OUTPUT_TARGET_TOO_SMALL},
+  };
+  for (const Refusal& r : refusals) {
+    SCOPED_TRACE(r.name);
+    const synth::SyntheticCalibrationOptions o = smallCalibration(r.calibrated);
+    const std::vector<uint8_t> blob = testing::containerBlobFor(o);
+    EnginePtr asked = makeEngine(blob), reference = makeEngine(blob);
+    ASSERT_TRUE(asked && reference);
+    testing::SceneForEngine scene(o);
+    synth::RenderedFrameSet first = scene.render(0), second = scene.render(1);
+    asked->processWhole(testing::inputFor(first));
+    reference->processWhole(testing::inputFor(first));
+
+    Configuration c = asked->configuration();
+    // A switch that changes every distance, to show the parameters rolled back.
+    Parameter filter = c.getParameterByKey(USE_ADAPTIVE_NOISE_FILTER);
+    ASSERT_TRUE(filter.setValue(ParameterValue(false)));  // on by default
+    c.setParameter(filter);
+    for (auto [key, value] : {std::pair{FREQUENCY_1, r.freq1}, std::pair{FREQUENCY_2, r.freq2}}) {
+      if (value == 0) continue;
+      Parameter p = c.getParameterByKey(key);
+      ASSERT_TRUE(p.setValue(ParameterValue(value)));
+      c.setParameter(p);
+    }
+    const uint32_t need = 4 * o.width * o.height - 1;
+    std::vector<float> shortCloud(need);
+    if (r.pointCloudOneShort) {
+      Configuration::OutputRedirector<POINT_CLOUD> rc;
+      rc.setRedirection(ArrayReference<float>(shortCloud.data(), need));
+      c.setOutputRedirection(rc);
+    }
+    const KelvoraStatus s = asked->reconfigure(c);
+    EXPECT_EQ(s.code, r.code);
+    EXPECT_EQ(s.detail, r.code == KelvoraStatus::INITIALIZATION_FAILED
+                            ? static_cast<uint32_t>(status::kInitFrequencyNotCalibrated)
+                            : 0u);
+    EXPECT_EQ(unsignedValue(asked->configuration(), FREQUENCY_1), r.calibrated[0]);
+
+    asked->processWhole(testing::inputFor(second));
+    reference->processWhole(testing::inputFor(second));
+    EXPECT_TRUE(testing::resultBytes(*asked) == testing::resultBytes(*reference));
+  }
 }
 
 TEST_F(EngineReconfigure, RedirectionExactSizeOneShortAndClearing) {

@@ -119,8 +119,9 @@ TEST(TavelLayout, HandTypedBlobReadsToTheTypedValues) {
   EXPECT_EQ(std::vector<float>(f.fppn, f.fppn + 6),
             (std::vector<float>{0.5f, -0.5f, 0.25f, 2.0f, -1.0f, 0.0f}));
   EXPECT_EQ(f.tempCompensationCount, 2);
-  EXPECT_EQ(std::vector<float>(f.tempCompensation, f.tempCompensation + 2),
-            (std::vector<float>{0.5f, 0.25f}));
+  // Coefficients beyond those stored are zero: the per-pixel stage uses all four.
+  EXPECT_EQ(std::vector<float>(f.tempCompensation, f.tempCompensation + 4),
+            (std::vector<float>{0.5f, 0.25f, 0.0f, 0.0f}));
   EXPECT_EQ(std::vector<float>(f.noiseParameters, f.noiseParameters + 4),
             (std::vector<float>{1, 2, 0.5f, 0.25f}));
   EXPECT_EQ(f.phaseWiggling.offset, 0.25f);

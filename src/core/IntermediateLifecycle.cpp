@@ -87,7 +87,7 @@ int32_t kelvoraIntermediateInit(const KelvoraParameter* parameters,
   uint32_t maxBinSize = 0;
   initCalcAutoExposureGetMaxBinSize(parameters->width, parameters->height, &maxBinSize);
   im->autoExposure.sampleMask = allocPixels<uint8_t>(n);
-  im->autoExposure.samples = allocPixels<float>(maxBinSize);
+  im->autoExposure.samples = allocPixels<float>(maxBinSize + 1);
   im->autoExposure.sampleCount = 0;
 
   im->numFreqs = parameters->numFreqs;

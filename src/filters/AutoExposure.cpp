@@ -75,17 +75,20 @@ float zyn_selectDescending(float* values, uint32_t count, uint32_t k) {
 void calcAutoExposure(uint32_t pixelCount, const float* amplitude,
                       const KelvoraParameter* parameters, KelvoraAutoExposure* ae,
                       const uint32_t* exposureTimes, uint32_t* exposureProposal) {
-  // Every pixel's amplitude is written to the next free slot and the slot is
-  // kept only where the mask is set: a branch on the mask would mispredict at
-  // every ring of the pattern. The mask holds exactly sampleCount ones, so the
-  // last write is always a kept one.
+  // Only the m marked pixels fill samples[0..m); the rest of the counted
+  // range keeps what it held, since a pixel the pattern hits several times is
+  // marked once and m may be below sampleCount. A branch on the mask would
+  // mispredict at every ring of the pattern, so an unmarked pixel's amplitude
+  // goes to the spare slot just past the counted range instead, which the
+  // selection never reads.
   const uint32_t count = ae->sampleCount;
   float* const samples = ae->samples;
   const uint8_t* const mask = ae->sampleMask;
   uint32_t gathered = 0;
   for (uint32_t i = 0; i < pixelCount && gathered < count; ++i) {
-    samples[gathered] = std::fabs(amplitude[i]);
-    gathered += mask[i] != 0 ? 1u : 0u;
+    const uint32_t marked = mask[i] != 0 ? 1u : 0u;
+    samples[marked != 0 ? gathered : count] = std::fabs(amplitude[i]);
+    gathered += marked;
   }
 
   float percentile = -1.0f;  // no sample: the proposal falls to the lower limit

@@ -12,14 +12,15 @@ struct KelvoraParameter;
 struct KelvoraAutoExposure {
   uint8_t* sampleMask;   // width x height; 1 where a pixel is a sample point
   uint32_t sampleCount;  // sample hits, a pixel hit twice counted twice
-  float* samples;        // maxBinSize gathered amplitudes
+  float* samples;        // maxBinSize gathered amplitudes, then one spare slot
   uint32_t selectIndex;  // rank of the percentile sample
 };
 
 // Number of in-image hits of the sampling pattern, ignoring the mask.
 void initCalcAutoExposureGetMaxBinSize(uint32_t width, uint32_t height, uint32_t* maxBinSize);
 
-// Lays out the pattern; sampleMask and samples must already be allocated.
+// Lays out the pattern; sampleMask (width x height) and samples (maxBinSize
+// + 1 entries) must already be allocated.
 void initCalcAutoExposure(KelvoraAutoExposure* autoExposure, const KelvoraCalibration* calibration,
                           uint32_t width, uint32_t height);
 

@@ -87,7 +87,8 @@ int32_t kelvoraIntermediateInit(const KelvoraParameter* parameters,
   uint32_t maxBinSize = 0;
   initCalcAutoExposureGetMaxBinSize(parameters->width, parameters->height, &maxBinSize);
   im->autoExposure.sampleMask = allocPixels<uint8_t>(n);
-  im->autoExposure.samples = allocPixels<float>(maxBinSize + 1);
+  im->autoExposure.samples = allocPixels<float>(maxBinSize);
+  im->autoExposure.samplePixels = allocPixels<uint32_t>(maxBinSize);
   im->autoExposure.sampleCount = 0;
 
   im->numFreqs = parameters->numFreqs;
@@ -111,7 +112,8 @@ void kelvoraIntermediateFree(KelvoraIntermediate* im) {
         static_cast<void*>(im->phase), static_cast<void*>(im->phaseNoise),
         static_cast<void*>(im->mpiAmplitudeNoise), static_cast<void*>(im->filterScratch),
         static_cast<void*>(im->autoExposure.sampleMask),
-        static_cast<void*>(im->autoExposure.samples), static_cast<void*>(im->pixelFlags)}) {
+        static_cast<void*>(im->autoExposure.samples),
+        static_cast<void*>(im->autoExposure.samplePixels), static_cast<void*>(im->pixelFlags)}) {
     freePixelBuffer(p);
   }
   if (im->probeData != nullptr) {

@@ -21,6 +21,7 @@ struct Pattern {
   std::vector<uint8_t> calibrationMask;
   std::vector<uint8_t> sampleMask;
   std::vector<float> samples;
+  std::vector<uint32_t> samplePixels;
   KelvoraAutoExposure ae{};
   CalibrationPtr calibration;
 
@@ -34,8 +35,10 @@ struct Pattern {
     initCalcAutoExposureGetMaxBinSize(w, h, &maxBin);
     sampleMask.assign(w * h, 9);
     samples.assign(maxBin + 1, -7.f);  // one sentinel past the end
+    samplePixels.assign(maxBin, 0);
     ae.sampleMask = sampleMask.data();
     ae.samples = samples.data();
+    ae.samplePixels = samplePixels.data();
     initCalcAutoExposure(&ae, calibration.get(), w, h);
   }
   uint32_t maxBin() const { return static_cast<uint32_t>(samples.size() - 1); }

@@ -49,19 +49,6 @@ KelvoraStatus run(IKelvora& e, Call call, const Input<C, 2>& in) {
   return KelvoraStatus{};
 }
 
-// Holds each damaged frame's samples for as long as the input refers to them.
-struct DamagedFrame {
-  std::vector<unsigned short> samples;
-  ArrayReference<unsigned short> reference(Defect d, uint32_t n) {
-    if (d == Defect::NullData) return ArrayReference<unsigned short>(nullptr, n);
-    samples.assign(d == Defect::Empty ? 1 : n - 1, 0);  // data ends at the short size
-    return ArrayReference<unsigned short>(samples.data(), d == Defect::Empty ? 0 : n - 1);
-  }
-  static ArrayHolder<unsigned short> holder(Defect d, uint32_t n) {
-    return ArrayHolder<unsigned short>(d == Defect::Empty ? 0 : n - 1);
-  }
-};
-
 Input<ArrayHolder, 2> holdersOf(const Input<ArrayReference, 2>& in) {
   Input<ArrayHolder, 2> out;
   out.temperature = in.temperature;
@@ -101,15 +88,17 @@ TEST(FrameBadInput, RefusedBeforeAnythingIsReadAndResultsStand) {
                          << (holders ? ", ArrayHolder" : ", ArrayReference"));
             ASSERT_EQ(e->processWhole(goodHolders).code, KelvoraStatus::SUCCESS);
             const std::vector<unsigned char> before = testing::resultBytes(*e);
+            const uint32_t size = d == Defect::OneShort ? n - 1 : d == Defect::Empty ? 0 : n;
+            std::vector<unsigned short> room(size == 0 ? 1 : size);  // ends at the short size
             KelvoraStatus s;
-            if (holders) {
+            if (holders) {  // a holder allocates exactly its size
               Input<ArrayHolder, 2> in = goodHolders;
-              frameOf(in, frame) = DamagedFrame::holder(d, n);
+              frameOf(in, frame) = ArrayHolder<unsigned short>(size);
               s = run(*e, call, in);
             } else {
-              DamagedFrame damaged;
               Input<ArrayReference, 2> in = good;
-              frameOf(in, frame) = damaged.reference(d, n);
+              frameOf(in, frame) = ArrayReference<unsigned short>(
+                  d == Defect::NullData ? nullptr : room.data(), size);
               s = run(*e, call, in);
             }
             if (!reads(call, frame, frequencies)) {

@@ -89,6 +89,9 @@ class Kelvora : public IKelvora {
   KelvoraStatus copyCalibrationFieldAs(CalibrationField field, ArrayHolder<T>& out,
                                        int customId) const;
   uint32_t pixelCount() const;
+  // Frees the engine buffers that redirections replaced during a
+  // reconfiguration, once it has succeeded or been rolled back.
+  void releaseRetiredBuffers();
   // The proxy of a float result kind; aborts for any other kind.
   const ResultProxy<float>* floatProxy(ResultType type) const;
   uint32_t requiredElements(ResultType type) const;

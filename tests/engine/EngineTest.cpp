@@ -146,37 +146,25 @@ TEST_F(EngineReconfigure, ThresholdKeepsScratchFrequencyRebuildsIt) {
   EXPECT_EQ(asKelvora(*engine).calibration()->frequencies[0].modulationFrequency, 60240000u);
 }
 
-// After a refused reconfiguration the engine gives, bit for bit, the results
-// of an engine that was never asked, and lists its old configuration.
-TEST(EngineReconfigureRefused, LaterFrameSetsAreThoseOfAnEngineNeverAsked) {
+// A refused reconfiguration leaves every result as it was, and the engine
+// then gives, bit for bit, the results of an engine that was never asked.
+TEST(EngineReconfigureRefused, ResultsAreThoseOfAnEngineNeverAsked) {
   constexpr uint32_t kF80 = 80320000, kF60 = 60240000;
   struct Refusal {
     const char* name;
     std::vector<uint32_t> calibrated;
-    uint32_t freq1, freq2;     // 0: left as configured
-    bool pointCloudOneShort;   // also redirect the point cloud one element short
-    KelvoraStatus::Code code;  // INITIALIZATION_FAILED carries the missing-frequency code
+    uint32_t freq1, freq2;    // 0: left as configured
+    bool pointCloudOneShort;  // refused for the target, else for the missing frequency
   };
-  const Refusal refusals[] = {
-      // The first frequency is found and moved before the second is missed.
-      {"firstFoundSecondMissing",
-       {kF80, kF60},
-       kF60,
-       12345,
-       false,
-       KelvoraStatus::INITIALIZATION_FAILED},
-      {"firstMissing", {kF80, kF60}, 12345, 0, false, KelvoraStatus::INITIALIZATION_FAILED},
-      {"oneFrequencyMissing", {kF60}, 12345, 0, false, KelvoraStatus::INITIALIZATION_FAILED},
-      {"swapWithShortTarget",
-       {kF80, kF60},
-       kF60,
-       kF80,
-       true,
-       KelvoraStatus::OUTPUT_TARGET_TOO_SMALL},
-  };
+  // The first row's first frequency is found and moved before the second is missed.
+  const Refusal refusals[] = {{"firstFoundSecondMissing", {kF80, kF60}, kF60, 12345, false},
+                              {"firstMissing", {kF80, kF60}, 12345, 0, false},
+                              {"oneFrequencyMissing", {kF60}, 12345, 0, false},
+                              {"swapWithShortTarget", {kF80, kF60}, kF60, kF80, true}};
   for (const Refusal& r : refusals) {
     SCOPED_TRACE(r.name);
     const synth::SyntheticCalibrationOptions o = smallCalibration(r.calibrated);
+    const uint32_t pixels = o.width * o.height;
     const std::vector<uint8_t> blob = testing::containerBlobFor(o);
     EnginePtr asked = makeEngine(blob), reference = makeEngine(blob);
     ASSERT_TRUE(asked && reference);
@@ -184,6 +172,7 @@ TEST(EngineReconfigureRefused, LaterFrameSetsAreThoseOfAnEngineNeverAsked) {
     synth::RenderedFrameSet first = scene.render(0), second = scene.render(1);
     asked->processWhole(testing::inputFor(first));
     reference->processWhole(testing::inputFor(first));
+    const std::vector<unsigned char> before = testing::resultBytes(*asked);
 
     Configuration c = asked->configuration();
     // A switch that changes every distance, to show the parameters rolled back.
@@ -196,19 +185,25 @@ TEST(EngineReconfigureRefused, LaterFrameSetsAreThoseOfAnEngineNeverAsked) {
       ASSERT_TRUE(p.setValue(ParameterValue(value)));
       c.setParameter(p);
     }
-    const uint32_t need = 4 * o.width * o.height - 1;
-    std::vector<float> shortCloud(need);
+    // A valid redirection, applied before the refusal: the engine's own
+    // amplitude buffer must come back with its contents.
+    std::vector<float> amplitude(pixels), shortCloud(4 * pixels - 1);
+    Configuration::OutputRedirector<AMPLITUDE> ra;
+    ra.setRedirection(ArrayReference<float>(amplitude.data(), pixels));
+    c.setOutputRedirection(ra);
     if (r.pointCloudOneShort) {
       Configuration::OutputRedirector<POINT_CLOUD> rc;
-      rc.setRedirection(ArrayReference<float>(shortCloud.data(), need));
+      rc.setRedirection(ArrayReference<float>(shortCloud.data(), 4 * pixels - 1));
       c.setOutputRedirection(rc);
     }
     const KelvoraStatus s = asked->reconfigure(c);
-    EXPECT_EQ(s.code, r.code);
-    EXPECT_EQ(s.detail, r.code == KelvoraStatus::INITIALIZATION_FAILED
-                            ? static_cast<uint32_t>(status::kInitFrequencyNotCalibrated)
-                            : 0u);
+    EXPECT_EQ(s.code, r.pointCloudOneShort ? KelvoraStatus::OUTPUT_TARGET_TOO_SMALL
+                                           : KelvoraStatus::INITIALIZATION_FAILED);
+    EXPECT_EQ(s.detail, r.pointCloudOneShort
+                            ? 0u
+                            : static_cast<uint32_t>(status::kInitFrequencyNotCalibrated));
     EXPECT_EQ(unsignedValue(asked->configuration(), FREQUENCY_1), r.calibrated[0]);
+    EXPECT_TRUE(testing::resultBytes(*asked) == before);
 
     asked->processWhole(testing::inputFor(second));
     reference->processWhole(testing::inputFor(second));

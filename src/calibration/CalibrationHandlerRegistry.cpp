@@ -109,6 +109,11 @@ uint32_t kelvora_readCalibration(const uint8_t* data, uint32_t size, KelvoraCali
   if (pixels < 1) {
     return pixels != 0 ? static_cast<uint32_t>(pixels) : status::kInvalidValue;
   }
+  // Every format stores at least a mask bit per pixel, so a count the blob
+  // cannot hold is refused before a record of that size is allocated.
+  if (static_cast<uint64_t>(pixels) > static_cast<uint64_t>(size) * 8u) {
+    return status::kStreamTooShort;
+  }
   KelvoraCalibration* record = allocateCalibration(static_cast<uint32_t>(pixels));
   uint32_t result = kelvora_dispatchReadCalibration(data, size, record);
   if (result == status::kSuccess) {

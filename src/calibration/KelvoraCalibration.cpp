@@ -8,21 +8,20 @@ namespace kelvora {
 
 namespace {
 
+// Every buffer starts zeroed: a reader that stores fewer values than a buffer
+// holds (two temperature coefficients of four, a block format without a
+// date) leaves zeros behind, never heap garbage, and a zero coefficient or
+// wiggling term adds exactly nothing downstream.
 template <class T>
 T* allocZeroed(uint32_t count) {
   return static_cast<T*>(std::calloc(count == 0 ? 1 : count, sizeof(T)));
 }
 
-template <class T>
-T* allocUninitialised(uint32_t count) {
-  return static_cast<T*>(std::malloc(sizeof(T) * (count == 0 ? 1 : count)));
-}
-
 void allocateWiggling(KelvoraWiggling& w) {
   w.count = kWigglingCapacity;
-  w.amplitude = allocUninitialised<float>(kWigglingCapacity);
-  w.harmonic = allocUninitialised<uint32_t>(kWigglingCapacity);
-  w.phase = allocUninitialised<float>(kWigglingCapacity);
+  w.amplitude = allocZeroed<float>(kWigglingCapacity);
+  w.harmonic = allocZeroed<uint32_t>(kWigglingCapacity);
+  w.phase = allocZeroed<float>(kWigglingCapacity);
   w.offset = 0.0f;
 }
 
@@ -42,16 +41,16 @@ KelvoraCalibration* allocateCalibration(uint32_t pixelCount) {
   auto* c = allocZeroed<KelvoraCalibration>(1);
   c->version = 1;
   c->type = 2;
-  c->date = allocUninitialised<char>(kCalibrationTextCapacity);
+  c->date = allocZeroed<char>(kCalibrationTextCapacity);
   c->serial = allocZeroed<char>(kCalibrationTextCapacity);
   c->sensorSerial = allocZeroed<char>(kCalibrationTextCapacity);
   c->auxBytesSize = 32;
   c->auxBytes = allocZeroed<uint8_t>(c->auxBytesSize);
-  c->calibrationROI = allocUninitialised<uint32_t>(4);
+  c->calibrationROI = allocZeroed<uint32_t>(4);
   c->directions = nullptr;
   c->lensParameterCount = 9;
-  c->lensParameters = allocUninitialised<float>(9);
-  c->auxValues = allocUninitialised<uint16_t>(2);
+  c->lensParameters = allocZeroed<float>(9);
+  c->auxValues = allocZeroed<uint16_t>(2);
   c->auxValues[0] = 0xFFFF;
   c->auxValues[1] = 0xFFFF;
   c->psfScale = nan;
@@ -67,17 +66,17 @@ KelvoraCalibration* allocateCalibration(uint32_t pixelCount) {
   c->psfPointCount = 0;
   c->psf = nullptr;
   c->formatFlag = 1;
-  c->mask = allocUninitialised<uint8_t>(pixelCount);
-  c->fpn = allocUninitialised<float>(pixelCount);
+  c->mask = allocZeroed<uint8_t>(pixelCount);
+  c->fpn = allocZeroed<float>(pixelCount);
   c->frequencyCount = kCalibrationFrequencyCapacity;
   c->frequencies = allocZeroed<KelvoraCalibrationFrequency>(kCalibrationFrequencyCapacity);
   for (uint32_t f = 0; f < kCalibrationFrequencyCapacity; ++f) {
     KelvoraCalibrationFrequency& freq = c->frequencies[f];
-    freq.fppn = allocUninitialised<float>(pixelCount);
+    freq.fppn = allocZeroed<float>(pixelCount);
     freq.tempCompensationCount = 4;
-    freq.tempCompensation = allocUninitialised<float>(4);
+    freq.tempCompensation = allocZeroed<float>(4);
     freq.noiseParameterCount = 4;
-    freq.noiseParameters = allocUninitialised<float>(4);
+    freq.noiseParameters = allocZeroed<float>(4);
     freq.frequencyScalar = nan;
     allocateWiggling(freq.phaseWiggling);
     allocateWiggling(freq.amplitudeWiggling);

@@ -117,10 +117,10 @@ QvReadResult readBlocks(ReadState& st, QvTable* table, KelvoraCalibration* c) {
     field.data = nullptr;
     field.size = 0;
     if (k >= st.customBlocks) continue;
-    // The entry's size is one byte wide; a larger block keeps its low byte,
-    // and the buffer holds exactly what the size announces.
+    // The entry's size is one byte wide; a larger block keeps its low byte.
+    // The data stays null until the custom-field pass decodes the block, so
+    // reading the field before that reports it has no data.
     field.size = static_cast<uint8_t>(st.customSizes[k]);
-    field.data = std::calloc(field.size == 0 ? 1u : field.size, 1);
   }
   return {status::kSuccess, kQvNoBlock};
 }

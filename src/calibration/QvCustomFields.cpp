@@ -12,6 +12,28 @@ namespace kelvora {
 
 namespace {
 
+// Decodes one custom block into its field. A buffer is made only for a field
+// that has bytes and none yet, and kept only once the block has decoded into
+// it, so a field never hands out bytes that no block gave it.
+uint32_t decodeCustomBlock(QvStream& stream, const QvBlockHeader& block, QvScratch& scratch,
+                           KelvoraCustomField& field) {
+  uint64_t decoded = 0;
+  if (field.data != nullptr || field.size == 0) {
+    uint8_t none = 0;  // room for nothing: a block with values fails its capacity check
+    void* destination = field.data != nullptr ? field.data : &none;
+    return kelvora_decodeQVBlock(&stream, &block, destination, field.size, &scratch, &decoded);
+  }
+  void* buffer = std::calloc(field.size, 1);
+  if (buffer == nullptr) return status::kCapacityExceeded;
+  const uint32_t s = kelvora_decodeQVBlock(&stream, &block, buffer, field.size, &scratch, &decoded);
+  if (s != status::kSuccess) {
+    std::free(buffer);
+    return s;
+  }
+  field.data = buffer;
+  return status::kSuccess;
+}
+
 uint32_t walkBlocks(QvStream& stream, QvScratch& scratch, uint32_t pixelCount,
                     KelvoraCalibration* c) {
   int32_t previousId = -1;
@@ -29,14 +51,7 @@ uint32_t walkBlocks(QvStream& stream, QvScratch& scratch, uint32_t pixelCount,
     if (customIndex >= c->customFieldCount || customIndex >= kCalibrationCustomFieldCapacity) {
       return status::kCapacityExceeded;
     }
-    KelvoraCustomField& field = c->customFields[customIndex++];
-    if (field.data == nullptr) {
-      field.data = std::calloc(field.size == 0 ? 1u : field.size, 1);
-      if (field.data == nullptr) return status::kCapacityExceeded;
-    }
-    uint64_t decoded = 0;
-    if (uint32_t s =
-            kelvora_decodeQVBlock(&stream, &block, field.data, field.size, &scratch, &decoded)) {
+    if (uint32_t s = decodeCustomBlock(stream, block, scratch, c->customFields[customIndex++])) {
       return s;
     }
   }

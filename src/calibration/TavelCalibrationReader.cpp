@@ -25,10 +25,12 @@ constexpr uint32_t kLensParameterValues = 9;
 constexpr uint32_t kNoiseParameterValues = 4;
 constexpr uint32_t kTempCompensationCapacity = 4;
 
+constexpr uint64_t kLargestPixelCount = 0x7FFFFFFFu;
+
 // The mask, stored at one bit per pixel, bounds the pixel count a blob of a
 // given size can describe.
 bool pixelCountFitsBlob(uint64_t pixels, uint32_t size) {
-  return pixels <= static_cast<uint64_t>(size) * 8u && pixels <= 0x7FFFFFFFu;
+  return pixels <= static_cast<uint64_t>(size) * 8u && pixels <= kLargestPixelCount;
 }
 
 // Float descriptor, then the array packed or plain as the descriptor says.
@@ -102,9 +104,10 @@ int32_t kelvora_getTavelNumPixels(const uint8_t* data, uint32_t size) {
   const uint32_t s =
       kelvora_readTavelRootContainerHeader(&header, kTavelMagic, data, &position, size);
   if (s != status::kSuccess) return static_cast<int32_t>(s);
+  // A product beyond the signed range would read as a status code; the
+  // largest count says the same thing and is refused before any allocation.
   const uint64_t pixels = static_cast<uint64_t>(header.dimension0) * header.dimension1;
-  if (!pixelCountFitsBlob(pixels, size)) return static_cast<int32_t>(status::kStreamTooShort);
-  return static_cast<int32_t>(pixels);
+  return static_cast<int32_t>(pixels < kLargestPixelCount ? pixels : kLargestPixelCount);
 }
 
 uint32_t kelvora_readTavelHandlerCalibration(const uint8_t* data, uint32_t size,

@@ -1,4 +1,5 @@
 // Creation and release of the per-engine scratch record.
+#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
@@ -87,6 +88,7 @@ int32_t kelvoraIntermediateInit(const KelvoraParameter* parameters,
   initCalcAutoExposureGetMaxBinSize(parameters->width, parameters->height, &maxBinSize);
   im->autoExposure.sampleMask = allocPixels<uint8_t>(n);
   im->autoExposure.samples = allocPixels<float>(maxBinSize);
+  im->autoExposure.samplePixels = allocPixels<uint32_t>(maxBinSize);
   im->autoExposure.sampleCount = 0;
 
   im->numFreqs = parameters->numFreqs;
@@ -110,7 +112,8 @@ void kelvoraIntermediateFree(KelvoraIntermediate* im) {
         static_cast<void*>(im->phase), static_cast<void*>(im->phaseNoise),
         static_cast<void*>(im->mpiAmplitudeNoise), static_cast<void*>(im->filterScratch),
         static_cast<void*>(im->autoExposure.sampleMask),
-        static_cast<void*>(im->autoExposure.samples), static_cast<void*>(im->pixelFlags)}) {
+        static_cast<void*>(im->autoExposure.samples),
+        static_cast<void*>(im->autoExposure.samplePixels), static_cast<void*>(im->pixelFlags)}) {
     freePixelBuffer(p);
   }
   if (im->probeData != nullptr) {
@@ -125,7 +128,13 @@ void kelvoraTavelFree(KelvoraIntermediate* intermediate) {
   if (intermediate != nullptr) kelvoraIntermediateFree(intermediate);
 }
 
+// The swaps are planned on record indices and applied only when every
+// requested frequency was found: the engine keeps running on the old scratch
+// after a refused re-initialisation, and that scratch reads the records in
+// their old order.
 int32_t adaptCalibration(const KelvoraParameter* parameters, KelvoraCalibration* calibration) {
+  uint32_t order[kCalibrationFrequencyCapacity];
+  for (uint32_t k = 0; k < kCalibrationFrequencyCapacity; ++k) order[k] = k;
   uint32_t target = 0;
   const uint32_t recordCount = calibration->frequencyCount < kCalibrationFrequencyCapacity
                                    ? calibration->frequencyCount
@@ -133,14 +142,22 @@ int32_t adaptCalibration(const KelvoraParameter* parameters, KelvoraCalibration*
   for (uint32_t i = 0; i < parameters->numFreqs; ++i) {
     const uint32_t wanted = frequencyOf(*parameters, i);
     for (uint32_t k = target; k < recordCount; ++k) {
-      if (calibration->frequencies[k].modulationFrequency == wanted) {
-        std::swap(calibration->frequencies[k], calibration->frequencies[target]);
+      if (calibration->frequencies[order[k]].modulationFrequency == wanted) {
+        std::swap(order[k], order[target]);
         ++target;
         break;
       }
     }
   }
-  return target == parameters->numFreqs ? 0 : status::kInitFrequencyNotCalibrated;
+  if (target != parameters->numFreqs) return status::kInitFrequencyNotCalibrated;
+
+  KelvoraCalibrationFrequency before[kCalibrationFrequencyCapacity];
+  std::copy(calibration->frequencies, calibration->frequencies + kCalibrationFrequencyCapacity,
+            before);
+  for (uint32_t k = 0; k < kCalibrationFrequencyCapacity; ++k) {
+    calibration->frequencies[k] = before[order[k]];
+  }
+  return 0;
 }
 
 int32_t kelvoraTavelInit(const KelvoraParameter* parameters, KelvoraCalibration* calibration,

@@ -75,6 +75,12 @@ class Kelvora : public IKelvora {
   uint32_t pointCloudSize() const { return output_.pointCloudSize; }
 
  private:
+  // True when frequency `index` reaches the core (the scratch has its probe).
+  bool processesFrequency(uint32_t index) const;
+  // The grey frame and the phase frames of every frequency processWhole hands
+  // to the core: the first one missing or short, or SUCCESS.
+  template <template <class> class Container>
+  KelvoraStatus checkFrameSet(const Input<Container, 2>& input) const;
   template <template <class> class Container>
   KelvoraStatus processIntensityFrom(const Input<Container, 2>& input);
   template <template <class> class Container>
@@ -85,6 +91,9 @@ class Kelvora : public IKelvora {
   KelvoraStatus copyCalibrationFieldAs(CalibrationField field, ArrayHolder<T>& out,
                                        int customId) const;
   uint32_t pixelCount() const;
+  // Frees the engine buffers that redirections replaced during a
+  // reconfiguration, once it has succeeded or been rolled back.
+  void releaseRetiredBuffers();
   // The proxy of a float result kind; aborts for any other kind.
   const ResultProxy<float>* floatProxy(ResultType type) const;
   uint32_t requiredElements(ResultType type) const;

@@ -4,6 +4,7 @@
 
 #include "core/FrameDrivers.hpp"
 #include "core/StatusCodes.hpp"
+#include "engine/FrameCheck.hpp"
 #include "engine/Kelvora.hpp"
 #include "interface/PrintMessage.hpp"
 
@@ -34,8 +35,25 @@ const ResultProxy<float>* Kelvora::floatProxy(ResultType type) const {
   }
 }
 
+bool Kelvora::processesFrequency(uint32_t index) const {
+  return intermediate_ && index < intermediate_->numFreqs;
+}
+
+template <template <class> class Container>
+KelvoraStatus Kelvora::checkFrameSet(const Input<Container, 2>& in) const {
+  const uint32_t pixels = pixelCountOf(parameters_);
+  KelvoraStatus s = checkGreyFrame(in, pixels);
+  const uint32_t frequencies = parameters_.numFreqs < 2 ? parameters_.numFreqs : 2u;
+  for (uint32_t f = 0; s.code == KelvoraStatus::SUCCESS && f < frequencies; ++f) {
+    if (processesFrequency(f)) s = checkPhaseFrames(in, f, pixels);
+  }
+  return s;
+}
+
 template <template <class> class Container>
 KelvoraStatus Kelvora::processIntensityFrom(const Input<Container, 2>& in) {
+  const KelvoraStatus checked = checkGreyFrame(in, pixelCountOf(parameters_));
+  if (checked.code != KelvoraStatus::SUCCESS) return checked;
   input_.exposureTimes[0] = in.intensityExposureTime;
   input_.intensityFrame = in.intensityFrame.data();
   if (intermediate_) {
@@ -49,12 +67,18 @@ template <template <class> class Container>
 KelvoraStatus Kelvora::processModFramesFrom(const Input<Container, 2>& in, ParameterKey key) {
   if (key != FREQUENCY_1 && key != FREQUENCY_2) abortWithMessage(kInvalidFrequencyKey);
   const uint32_t index = key == FREQUENCY_1 ? 0u : 1u;
+  // A frequency the scratch was not built for has no probe record to fill,
+  // and its frames are never read.
+  const bool processed = processesFrequency(index);
+  if (processed) {
+    const KelvoraStatus checked = checkPhaseFrames(in, index, pixelCountOf(parameters_));
+    if (checked.code != KelvoraStatus::SUCCESS) return checked;
+  }
   const ModulationFrames<Container>& frames = in.frequencies[index];
   input_.exposureTimes[1 + index] = frames.exposureTime;
   for (uint32_t k = 0; k < 4; ++k) input_.modFrames[index][k] = frames.phaseFrames[k].data();
   input_.temperature = in.temperature;
-  // A frequency the scratch was not built for has no probe record to fill.
-  if (intermediate_ && index < intermediate_->numFreqs) {
+  if (processed) {
     kelvora_processModFrames(&input_, calibration_.get(), &parameters_, intermediate_.get(),
                              &output_, index);
   }
@@ -83,9 +107,12 @@ KelvoraStatus Kelvora::combineResults() {
 }
 
 // Every step goes through the virtual slots, so a derived engine's override
-// of one step is used by the whole frame set.
+// of one step is used by the whole frame set. All frames are checked before
+// the first step, so a refused frame set leaves every result as it was.
 template <template <class> class Container>
 KelvoraStatus Kelvora::processWholeFrom(const Input<Container, 2>& in) {
+  const KelvoraStatus checked = checkFrameSet(in);
+  if (checked.code != KelvoraStatus::SUCCESS) return checked;
   processIntensity(in);
   if (parameters_.numFreqs >= 1) {
     processModFramesImpl(in, FREQUENCY_1);

@@ -25,10 +25,6 @@ uint32_t unsignedValueOf(const Parameter& p) {
 
 }  // namespace
 
-KelvoraStatus Kelvora::reconfigure(const Configuration& c) {
-  return reconfigureImpl(c, false);
-}
-
 bool Kelvora::needsReInit(const Configuration& c) const {
   const Parameter numFreqs = c.getParameterByKey(NUM_FREQS);
   const bool listsNumFreqs = numFreqs.isValid();
@@ -50,12 +46,28 @@ bool Kelvora::updateResultProxy(const Configuration& c, ResultProxy<T>& proxy) {
     const ArrayReference<T> target = r.target();
     if (target.size() < n) return false;
     proxy.replaceTarget(details::callCopyCtor(target));
-  } else if (proxy.redirected) {
+  } else if (proxy.redirected && !proxy.restoreRetired()) {
     proxy.replaceTarget(new ArrayHolder<T>(n));
   }
   proxy.redirected = r.hasRedirection();
   proxy.bind(output_, proxy.target->data());
   return true;
+}
+
+void Kelvora::releaseRetiredBuffers() {
+  amplitude_.releaseRetired();
+  pointCloud_.releaseRetired();
+  noise_.releaseRetired();
+  flags_.releaseRetired();
+  intensity_.releaseRetired();
+  distance_.releaseRetired();
+}
+
+KelvoraStatus Kelvora::reconfigure(const Configuration& c) {
+  const KelvoraStatus s = reconfigureImpl(c, false);
+  // Settled either way: buffers a rollback did not take back are not needed.
+  releaseRetiredBuffers();
+  return s;
 }
 
 KelvoraStatus Kelvora::reconfigureImpl(const Configuration& c, bool isRollback) {

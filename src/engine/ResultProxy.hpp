@@ -16,18 +16,41 @@ struct ResultProxy {
   explicit ResultProxy(Binder binder) : bind(std::move(binder)) {}
   ResultProxy(const ResultProxy&) = delete;
   ResultProxy& operator=(const ResultProxy&) = delete;
-  ~ResultProxy() { details::callDelete(target); }
-
-  // Takes ownership of field (an ArrayReference or an ArrayHolder).
-  void replaceTarget(AbstractField<T>* field) {
+  ~ResultProxy() {
     details::callDelete(target);
+    details::callDelete(retired);
+  }
+
+  // Takes ownership of field (an ArrayReference or an ArrayHolder). The
+  // engine's own buffer, when a redirection replaces it, is kept aside until
+  // the reconfiguration is settled, so that a rollback gets it back with the
+  // results it holds.
+  void replaceTarget(AbstractField<T>* field) {
+    if (!redirected && retired == nullptr) {
+      retired = target;
+    } else {
+      details::callDelete(target);
+    }
     target = field;
+  }
+  // Back to the engine buffer kept aside, if there is one.
+  bool restoreRetired() {
+    if (retired == nullptr) return false;
+    details::callDelete(target);
+    target = retired;
+    retired = nullptr;
+    return true;
+  }
+  void releaseRetired() {
+    details::callDelete(retired);
+    retired = nullptr;
   }
 
   // True from construction on, so the first reconfiguration gives every
   // result that is not redirected an engine buffer.
   bool redirected = true;
   AbstractField<T>* target = nullptr;
+  AbstractField<T>* retired = nullptr;
   Binder bind;
 };
 

@@ -62,6 +62,12 @@ void initCalcAutoExposure(KelvoraAutoExposure* ae, const KelvoraCalibration* cal
       ++ae->sampleCount;
     }
   });
+  // Listed once here, so the gather of every frame set visits only the
+  // marked pixels instead of the whole image and its mask.
+  ae->samplePixelCount = 0;
+  for (uint32_t pixel = 0; pixel < width * height; ++pixel) {
+    if (ae->sampleMask[pixel] != 0) ae->samplePixels[ae->samplePixelCount++] = pixel;
+  }
   std::fill(ae->samples, ae->samples + ae->sampleCount, 0.0f);
   ae->selectIndex =
       static_cast<uint32_t>(std::ceil(static_cast<float>(ae->sampleCount) * kPercentile));
@@ -75,17 +81,12 @@ float zyn_selectDescending(float* values, uint32_t count, uint32_t k) {
 void calcAutoExposure(uint32_t pixelCount, const float* amplitude,
                       const KelvoraParameter* parameters, KelvoraAutoExposure* ae,
                       const uint32_t* exposureTimes, uint32_t* exposureProposal) {
-  // Every pixel's amplitude is written to the next free slot and the slot is
-  // kept only where the mask is set: a branch on the mask would mispredict at
-  // every ring of the pattern. The mask holds exactly sampleCount ones, so the
-  // last write is always a kept one.
-  const uint32_t count = ae->sampleCount;
-  float* const samples = ae->samples;
-  const uint8_t* const mask = ae->sampleMask;
-  uint32_t gathered = 0;
-  for (uint32_t i = 0; i < pixelCount && gathered < count; ++i) {
-    samples[gathered] = std::fabs(amplitude[i]);
-    gathered += mask[i] != 0 ? 1u : 0u;
+  // Only the m marked pixels fill samples[0..m), in pixel order; the rest of
+  // the counted range keeps what it held, since a pixel the pattern hits
+  // several times is marked once and m may be below sampleCount.
+  const uint32_t* const pixels = ae->samplePixels;
+  for (uint32_t j = 0; j < ae->samplePixelCount && pixels[j] < pixelCount; ++j) {
+    ae->samples[j] = std::fabs(amplitude[pixels[j]]);
   }
 
   float percentile = -1.0f;  // no sample: the proposal falls to the lower limit

@@ -10,16 +10,19 @@ struct KelvoraCalibration;
 struct KelvoraParameter;
 
 struct KelvoraAutoExposure {
-  uint8_t* sampleMask;   // width x height; 1 where a pixel is a sample point
-  uint32_t sampleCount;  // sample hits, a pixel hit twice counted twice
-  float* samples;        // maxBinSize gathered amplitudes
-  uint32_t selectIndex;  // rank of the percentile sample
+  uint8_t* sampleMask;        // width x height; 1 where a pixel is a sample point
+  uint32_t sampleCount;       // sample hits, a pixel hit twice counted twice
+  float* samples;             // maxBinSize gathered amplitudes
+  uint32_t selectIndex;       // rank of the percentile sample
+  uint32_t* samplePixels;     // the marked pixels in index order (room for maxBinSize)
+  uint32_t samplePixelCount;  // number of marked pixels, never above sampleCount
 };
 
 // Number of in-image hits of the sampling pattern, ignoring the mask.
 void initCalcAutoExposureGetMaxBinSize(uint32_t width, uint32_t height, uint32_t* maxBinSize);
 
-// Lays out the pattern; sampleMask and samples must already be allocated.
+// Lays out the pattern; sampleMask (width x height), samples and samplePixels
+// (maxBinSize entries each) must already be allocated.
 void initCalcAutoExposure(KelvoraAutoExposure* autoExposure, const KelvoraCalibration* calibration,
                           uint32_t width, uint32_t height);
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "CalibrationTestSupport.hpp"
@@ -22,9 +23,35 @@ CalibrationPtr freshRecord() {
   return testing::freshRecord(12);
 }
 
-// Defaults that no reader test or field access code below pins.
+// Every buffer a reader may fill only in part, with its size in bytes.
+std::vector<std::pair<void*, size_t>> readerBuffers(KelvoraCalibration* c, uint32_t pixels) {
+  std::vector<std::pair<void*, size_t>> b = {{c->date, kCalibrationTextCapacity},
+                                             {c->calibrationROI, 16},
+                                             {c->lensParameters, 36},
+                                             {c->mask, pixels},
+                                             {c->fpn, 4 * pixels}};
+  for (uint32_t f = 0; f < kCalibrationFrequencyCapacity; ++f) {
+    KelvoraCalibrationFrequency& r = c->frequencies[f];
+    b.insert(b.end(), {{r.fppn, 4 * pixels}, {r.tempCompensation, 16}, {r.noiseParameters, 16}});
+    for (KelvoraWiggling* w : {&r.phaseWiggling, &r.amplitudeWiggling}) {
+      b.insert(b.end(), {{w->amplitude, 20}, {w->harmonic, 20}, {w->phase, 20}});
+    }
+  }
+  return b;
+}
+
+// Defaults that no reader test or field access code below pins. Whatever has
+// no other default is zero; the record is made right after a dirtied one was
+// freed, so heap blocks handed out again uncleared would show.
 TEST(CalibrationRecord, DefaultsOfAFreshRecord) {
+  KelvoraCalibration* dirty = allocateCalibration(12);
+  for (auto [p, size] : readerBuffers(dirty, 12)) std::memset(p, 0xA5, size);
+  kelvora_freeCalibration(dirty);
   CalibrationPtr c = freshRecord();
+  for (auto [p, size] : readerBuffers(c.get(), 12)) {
+    const auto* bytes = static_cast<const uint8_t*>(p);
+    EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + size), std::vector<uint8_t>(size, 0));
+  }
   EXPECT_EQ(c->version, 1);
   EXPECT_EQ(c->type, 2);
   EXPECT_EQ(c->directions, nullptr);
@@ -48,7 +75,7 @@ TEST(CalibrationRecord, DefaultsOfAFreshRecord) {
   }
   for (uint32_t f = 0; f < kCalibrationFrequencyCapacity; ++f) {
     const KelvoraCalibrationFrequency& fr = c->frequencies[f];
-    EXPECT_NE(fr.fppn, nullptr);
+    EXPECT_EQ(fr.modulationFrequency, 0u);
     EXPECT_EQ(fr.tempCompensationCount, 4);
     EXPECT_EQ(fr.noiseParameterCount, 4);
     EXPECT_TRUE(std::isnan(fr.frequencyScalar));

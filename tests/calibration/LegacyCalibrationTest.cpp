@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -116,6 +117,11 @@ struct CodeWidths {
   bool nineBit1;
   uint32_t blobSize;
 };
+
+// By value: the default printer would dump the record's padding bytes.
+void PrintTo(const CodeWidths& w, std::ostream* os) {
+  *os << w.nineBit0 << w.nineBit1 << " " << w.blobSize;
+}
 
 class LegacyRoundTrip : public testing::ExportDirectoryTest,
                         public ::testing::WithParamInterface<CodeWidths> {};

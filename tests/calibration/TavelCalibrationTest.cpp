@@ -119,8 +119,9 @@ TEST(TavelLayout, HandTypedBlobReadsToTheTypedValues) {
   EXPECT_EQ(std::vector<float>(f.fppn, f.fppn + 6),
             (std::vector<float>{0.5f, -0.5f, 0.25f, 2.0f, -1.0f, 0.0f}));
   EXPECT_EQ(f.tempCompensationCount, 2);
-  EXPECT_EQ(std::vector<float>(f.tempCompensation, f.tempCompensation + 2),
-            (std::vector<float>{0.5f, 0.25f}));
+  // Coefficients beyond those stored are zero: the per-pixel stage uses all four.
+  EXPECT_EQ(std::vector<float>(f.tempCompensation, f.tempCompensation + 4),
+            (std::vector<float>{0.5f, 0.25f, 0.0f, 0.0f}));
   EXPECT_EQ(std::vector<float>(f.noiseParameters, f.noiseParameters + 4),
             (std::vector<float>{1, 2, 0.5f, 0.25f}));
   EXPECT_EQ(f.phaseWiggling.offset, 0.25f);
@@ -143,11 +144,14 @@ TEST(TavelLayout, SupportAndPixelCountComeFromTheRootHeader) {
   blob[2] = 'N';
   EXPECT_EQ(static_cast<uint32_t>(kelvora_getTavelNumPixels(blob.data(), 21)),
             status::kStreamTooShort);
-  // Dimensions that no blob of this size could describe (a bit per pixel).
-  blob[14] = 0x10;
-  EXPECT_EQ(static_cast<uint32_t>(
-                kelvora_getTavelNumPixels(blob.data(), static_cast<uint32_t>(blob.size()))),
-            status::kStreamTooShort);
+  // The header alone answers, whatever follows it; a product past the signed
+  // range is reported as the largest count (the registry refuses both before
+  // allocating, as no blob this size could describe them).
+  EXPECT_EQ(kelvora_getTavelNumPixels(blob.data(), 22), 6);
+  blob[14] = 0x10;  // 0x10000003 x 2
+  EXPECT_EQ(kelvora_getTavelNumPixels(blob.data(), 22), 0x20000006);
+  for (int i : {16, 17, 20, 21}) blob[i] = 0xFF;  // 0x1000FFFF x 0xFFFF
+  EXPECT_EQ(kelvora_getTavelNumPixels(blob.data(), 22), 0x7FFFFFFF);
 }
 
 struct Corruption {

@@ -47,6 +47,29 @@ Input<ArrayReference, 2> inputFor(synth::RenderedFrameSet& frames) {
   return in;
 }
 
+namespace {
+
+template <ResultType RT>
+void appendBytes(IKelvora& e, std::vector<unsigned char>& out) {
+  const auto r = e.results<RT>();
+  const auto* p = reinterpret_cast<const unsigned char*>(r.data());
+  out.insert(out.end(), p, p + r.size() * sizeof(*r.data()));
+}
+
+}  // namespace
+
+std::vector<unsigned char> resultBytes(IKelvora& engine) {
+  std::vector<unsigned char> all;
+  appendBytes<DISTANCE>(engine, all);
+  appendBytes<AMPLITUDE>(engine, all);
+  appendBytes<NOISE>(engine, all);
+  appendBytes<INTENSITY>(engine, all);
+  appendBytes<POINT_CLOUD>(engine, all);
+  appendBytes<FLAGS>(engine, all);
+  appendBytes<EXPOSURE_PROPOSALS>(engine, all);
+  return all;
+}
+
 SceneForEngine::SceneForEngine(const synth::SyntheticCalibrationOptions& calibration,
                                const synth::SceneOptions& scene)
     : calibration_(synth::makeSyntheticCalibration(calibration)), scene_(scene) {

@@ -28,6 +28,10 @@ EnginePtr makeEngine(const std::vector<uint8_t>& blob);
 // A view of the frames as the engine's input; the frame set must outlive it.
 Input<ArrayReference, 2> inputFor(synth::RenderedFrameSet& frames);
 
+// Every result kind of the engine (exposure proposals included), byte for
+// byte, for bit-exact comparisons.
+std::vector<unsigned char> resultBytes(IKelvora& engine);
+
 // Renders frame sets for the calibration an engine was made from: the
 // synthetic calibration with directions computed as the engine computes them.
 class SceneForEngine {

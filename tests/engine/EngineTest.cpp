@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #if defined(__GLIBC__)
@@ -145,17 +146,69 @@ TEST_F(EngineReconfigure, ThresholdKeepsScratchFrequencyRebuildsIt) {
   EXPECT_EQ(asKelvora(*engine).calibration()->frequencies[0].modulationFrequency, 60240000u);
 }
 
-TEST_F(EngineReconfigure, UncalibratedFrequencyRollsBack) {
-  const KelvoraIntermediate* before = scratch();
-  Configuration c = withValue(engine->configuration(), FREQUENCY_1, ParameterValue(12345u));
-  c = withValue(c, NOISE_THRESHOLD, ParameterValue(0.15f));
-  const KelvoraStatus s = engine->reconfigure(c);
-  EXPECT_EQ(s.code, KelvoraStatus::INITIALIZATION_FAILED);
-  EXPECT_EQ(s.detail, static_cast<uint32_t>(status::kInitFrequencyNotCalibrated));
-  EXPECT_EQ(scratch(), before);
-  EXPECT_EQ(asKelvora(*engine).coreParameters().freq1, 80320000u);
-  EXPECT_EQ(asKelvora(*engine).coreParameters().noiseThreshold, 0.07f);
-  EXPECT_EQ(unsignedValue(engine->configuration(), FREQUENCY_1), 80320000u);
+// A refused reconfiguration leaves every result as it was, and the engine
+// then gives, bit for bit, the results of an engine that was never asked.
+TEST(EngineReconfigureRefused, ResultsAreThoseOfAnEngineNeverAsked) {
+  constexpr uint32_t kF80 = 80320000, kF60 = 60240000;
+  struct Refusal {
+    const char* name;
+    std::vector<uint32_t> calibrated;
+    uint32_t freq1, freq2;    // 0: left as configured
+    bool pointCloudOneShort;  // refused for the target, else for the missing frequency
+  };
+  // The first row's first frequency is found and moved before the second is missed.
+  const Refusal refusals[] = {{"firstFoundSecondMissing", {kF80, kF60}, kF60, 12345, false},
+                              {"firstMissing", {kF80, kF60}, 12345, 0, false},
+                              {"oneFrequencyMissing", {kF60}, 12345, 0, false},
+                              {"swapWithShortTarget", {kF80, kF60}, kF60, kF80, true}};
+  for (const Refusal& r : refusals) {
+    SCOPED_TRACE(r.name);
+    const synth::SyntheticCalibrationOptions o = smallCalibration(r.calibrated);
+    const uint32_t pixels = o.width * o.height;
+    const std::vector<uint8_t> blob = testing::containerBlobFor(o);
+    EnginePtr asked = makeEngine(blob), reference = makeEngine(blob);
+    ASSERT_TRUE(asked && reference);
+    testing::SceneForEngine scene(o);
+    synth::RenderedFrameSet first = scene.render(0), second = scene.render(1);
+    asked->processWhole(testing::inputFor(first));
+    reference->processWhole(testing::inputFor(first));
+    const std::vector<unsigned char> before = testing::resultBytes(*asked);
+
+    Configuration c = asked->configuration();
+    // A switch that changes every distance, to show the parameters rolled back.
+    Parameter filter = c.getParameterByKey(USE_ADAPTIVE_NOISE_FILTER);
+    ASSERT_TRUE(filter.setValue(ParameterValue(false)));  // on by default
+    c.setParameter(filter);
+    for (auto [key, value] : {std::pair{FREQUENCY_1, r.freq1}, std::pair{FREQUENCY_2, r.freq2}}) {
+      if (value == 0) continue;
+      Parameter p = c.getParameterByKey(key);
+      ASSERT_TRUE(p.setValue(ParameterValue(value)));
+      c.setParameter(p);
+    }
+    // A valid redirection, applied before the refusal: the engine's own
+    // amplitude buffer must come back with its contents.
+    std::vector<float> amplitude(pixels), shortCloud(4 * pixels - 1);
+    Configuration::OutputRedirector<AMPLITUDE> ra;
+    ra.setRedirection(ArrayReference<float>(amplitude.data(), pixels));
+    c.setOutputRedirection(ra);
+    if (r.pointCloudOneShort) {
+      Configuration::OutputRedirector<POINT_CLOUD> rc;
+      rc.setRedirection(ArrayReference<float>(shortCloud.data(), 4 * pixels - 1));
+      c.setOutputRedirection(rc);
+    }
+    const KelvoraStatus s = asked->reconfigure(c);
+    EXPECT_EQ(s.code, r.pointCloudOneShort ? KelvoraStatus::OUTPUT_TARGET_TOO_SMALL
+                                           : KelvoraStatus::INITIALIZATION_FAILED);
+    EXPECT_EQ(s.detail, r.pointCloudOneShort
+                            ? 0u
+                            : static_cast<uint32_t>(status::kInitFrequencyNotCalibrated));
+    EXPECT_EQ(unsignedValue(asked->configuration(), FREQUENCY_1), r.calibrated[0]);
+    EXPECT_TRUE(testing::resultBytes(*asked) == before);
+
+    asked->processWhole(testing::inputFor(second));
+    reference->processWhole(testing::inputFor(second));
+    EXPECT_TRUE(testing::resultBytes(*asked) == testing::resultBytes(*reference));
+  }
 }
 
 TEST_F(EngineReconfigure, RedirectionExactSizeOneShortAndClearing) {

@@ -21,6 +21,7 @@ struct Pattern {
   std::vector<uint8_t> calibrationMask;
   std::vector<uint8_t> sampleMask;
   std::vector<float> samples;
+  std::vector<uint32_t> samplePixels;
   KelvoraAutoExposure ae{};
   CalibrationPtr calibration;
 
@@ -34,8 +35,10 @@ struct Pattern {
     initCalcAutoExposureGetMaxBinSize(w, h, &maxBin);
     sampleMask.assign(w * h, 9);
     samples.assign(maxBin + 1, -7.f);  // one sentinel past the end
+    samplePixels.assign(maxBin, 0);
     ae.sampleMask = sampleMask.data();
     ae.samples = samples.data();
+    ae.samplePixels = samplePixels.data();
     initCalcAutoExposure(&ae, calibration.get(), w, h);
   }
   uint32_t maxBin() const { return static_cast<uint32_t>(samples.size() - 1); }
@@ -148,31 +151,53 @@ INSTANTIATE_TEST_SUITE_P(
                       Proposal{"noSamplesFallToLower", 500.f, 1200.f, 400, 10, 1000, 2, 10, true}),
     [](const auto& param) { return std::string(param.param.name); });
 
-TEST(AutoExposureProposalPercentile, TakesTheBrightFivePercent) {
-  // Random amplitudes: the expected percentile is computed by gathering the
-  // marked pixels, padding with the zeros left from initialisation, sorting.
-  Pattern p(96, 64);
-  std::mt19937 gen(9);
-  std::uniform_real_distribution<float> dist(10.f, 3000.f);
-  std::vector<float> amplitude(96 * 64);
-  for (auto& a : amplitude) a = dist(gen);
-  std::vector<float> gathered;
-  for (uint32_t i = 0; i < amplitude.size(); ++i) {
-    if (p.ae.sampleMask[i]) gathered.push_back(amplitude[i]);
+// Only the m marked pixels are gathered, into the first m entries; the
+// selection runs over all sampleCount entries, the others keeping what they
+// held (zeros at first, then what the previous selection left there). Masks
+// keep the centre (hit 50 times) and k more sample points, which puts m
+// below, at and above the selection index; each runs two frame sets, checked
+// against a gather and a full sort of its own.
+TEST(AutoExposureProposalPercentile, GathersMarkedPixelsAndSelectsOverTheCountedRange) {
+  constexpr uint32_t w = 96, h = 64;
+  const Pattern all(w, h);
+  std::vector<uint32_t> kept = {w / 2 + w * (h / 2)};
+  for (uint32_t i = w + 1; i < w * h; ++i) {  // row 0 and column 0 collect many hits
+    if (all.ae.sampleMask[i] != 0 && i % w != 0 && i != kept[0]) kept.push_back(i);
   }
-  gathered.resize(p.ae.sampleCount, 0.f);
-  std::sort(gathered.begin(), gathered.end(), std::greater<float>());
-  const float percentile = gathered[p.ae.selectIndex];
-  KelvoraParameter params = testing::defaultParameters(96, 64);
-  params.exposureLimitLower = 1;
-  params.exposureLimitUpper = 100000;
-  const uint32_t times[3] = {5, 1000, 2000};
-  uint32_t proposal[3] = {};
-  calcAutoExposure(96 * 64, amplitude.data(), &params, &p.ae, times, proposal);
-  const float ratio = params.exposureReferenceAmplitude / percentile;
-  ASSERT_FALSE(ratio > 0.9f && ratio < 1.1f);
-  EXPECT_EQ(proposal[1], static_cast<uint32_t>(std::lround(1000.0 * ratio)));
-  EXPECT_EQ(proposal[2], static_cast<uint32_t>(std::lround(2000.0 * ratio)));
+  std::mt19937 gen(9);
+  std::uniform_real_distribution<float> dist(1400.f, 3000.f);  // ratio below the dead band
+  bool markedAtSelectIndex = false;
+  for (uint32_t k : {0u, 1u, 2u, 3u, 4u, 8u, static_cast<uint32_t>(kept.size()) - 1}) {
+    Pattern p(w, h, [&](uint32_t x, uint32_t y) {
+      return uint8_t(std::find(kept.begin(), kept.begin() + 1 + k, x + w * y) ==
+                     kept.begin() + 1 + k);
+    });
+    const uint32_t count = p.ae.sampleCount, select = p.ae.selectIndex;
+    markedAtSelectIndex |= k + 1 == select;
+    KelvoraParameter params = testing::defaultParameters(w, h);
+    params.exposureLimitLower = 1;
+    params.exposureLimitUpper = 0xFFFFFFFFu;
+    for (int frame = 0; frame < 2; ++frame) {
+      std::vector<float> amplitude(w * h);
+      for (auto& a : amplitude) a = dist(gen);
+      std::vector<float> expected(p.samples.begin(), p.samples.begin() + count);
+      for (uint32_t i = 0, m = 0; i < w * h; ++i) {
+        if (p.ae.sampleMask[i] != 0) expected[m++] = amplitude[i];
+      }
+      std::sort(expected.begin(), expected.end(), std::greater<float>());
+      const float percentile = expected[select] == 0.f ? 0.1f : expected[select];
+      const uint32_t times[3] = {5, 1000, 2000};
+      uint32_t proposal[3] = {};
+      calcAutoExposure(w * h, amplitude.data(), &params, &p.ae, times, proposal);
+      std::vector<float> after(p.samples.begin(), p.samples.begin() + count);
+      std::sort(after.begin(), after.end(), std::greater<float>());
+      ASSERT_EQ(after, expected) << "k " << k << " frame " << frame;
+      const float ratio = params.exposureReferenceAmplitude / percentile;
+      EXPECT_EQ(proposal[1], static_cast<uint32_t>(std::lround(1000.0 * ratio))) << k;
+      EXPECT_EQ(proposal[2], static_cast<uint32_t>(std::lround(2000.0 * ratio))) << k;
+    }
+  }
+  EXPECT_TRUE(markedAtSelectIndex) << "no mask put m at the selection index";
 }
 
 }  // namespace

@@ -101,12 +101,12 @@ constexpr const char* kBodyMessage = "enter =====  kelvora_readTavelCalibrationB
 const std::vector<BadInputRow>& rows() {
   static const std::vector<BadInputRow> table = {
       {"empty blob", "getKelvora", blob([] { return std::vector<uint8_t>{}; }),
-       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, "Start converting!"},
+       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, ""},
       {"one byte", "getKelvora", blob([] { return std::vector<uint8_t>{0x5A}; }),
-       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, "Start converting!"},
+       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, ""},
       {"`ZYNSCL` without its terminator (6 bytes)", "getKelvora",
        blob([] { return text("ZYNSCL", 6); }), KelvoraStatus::CALIBRATION_ERROR,
-       status::kStreamTooShort, "Start converting!"},
+       status::kStreamTooShort, ""},
       {"container magic alone (7 bytes)", "getKelvora", blob([] { return text("ZYNSCL", 7); }),
        KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, ""},
       {"container cut after 100 bytes", "getKelvora", blob([] { return cut(container(), 100); }),
@@ -197,6 +197,8 @@ const char* codeName(KelvoraStatus::Code c) {
       return "UNKNOWN_PARAMETER";
     case KelvoraStatus::INITIALIZATION_FAILED:
       return "INITIALIZATION_FAILED";
+    case KelvoraStatus::INVALID_INPUT:
+      return "INVALID_INPUT";
   }
   return "?";
 }

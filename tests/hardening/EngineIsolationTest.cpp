@@ -21,26 +21,6 @@ std::vector<synth::RenderedFrameSet> render(const synth::SyntheticCalibrationOpt
   return frames;
 }
 
-template <ResultType RT>
-void appendBytes(IKelvora& e, std::vector<unsigned char>& out) {
-  const auto r = e.results<RT>();
-  const auto* p = reinterpret_cast<const unsigned char*>(r.data());
-  out.insert(out.end(), p, p + r.size() * sizeof(*r.data()));
-}
-
-// Every result of the engine, byte for byte.
-std::vector<unsigned char> snapshot(IKelvora& e) {
-  std::vector<unsigned char> all;
-  appendBytes<DISTANCE>(e, all);
-  appendBytes<AMPLITUDE>(e, all);
-  appendBytes<NOISE>(e, all);
-  appendBytes<INTENSITY>(e, all);
-  appendBytes<POINT_CLOUD>(e, all);
-  appendBytes<FLAGS>(e, all);
-  appendBytes<EXPOSURE_PROPOSALS>(e, all);
-  return all;
-}
-
 // 91 pixels, one frequency: vector tails and a second shape of scratch.
 synth::SyntheticCalibrationOptions otherOptions() {
   synth::SyntheticCalibrationOptions o = testing::smallCalibration({60240000u});
@@ -65,7 +45,7 @@ TEST(EngineIsolation, InterleavedEnginesGiveTheResultsOfEngineAlone) {
     ASSERT_NE(e, nullptr);
     for (synth::RenderedFrameSet& f : framesA) {
       e->processWhole(inputFor(f));
-      alone.push_back(snapshot(*e));
+      alone.push_back(testing::resultBytes(*e));
     }
   }
 
@@ -83,7 +63,7 @@ TEST(EngineIsolation, InterleavedEnginesGiveTheResultsOfEngineAlone) {
     EXPECT_EQ(engineB->reconfigure(engineB->configuration()).code, KelvoraStatus::SUCCESS);
     engineA->processModFrames<FREQUENCY_2>(in);
     engineA->combineResults();
-    EXPECT_TRUE(snapshot(*engineA) == alone[i]) << "frame set " << i;
+    EXPECT_TRUE(testing::resultBytes(*engineA) == alone[i]) << "frame set " << i;
     if (i == 1) engineB.reset();  // A carries on after B is gone
     if (!engineB) engineB = testing::makeEngine(blobB);
   }

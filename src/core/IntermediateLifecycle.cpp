@@ -1,5 +1,4 @@
 // Creation and release of the per-engine scratch record.
-#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
@@ -128,13 +127,7 @@ void kelvoraTavelFree(KelvoraIntermediate* intermediate) {
   if (intermediate != nullptr) kelvoraIntermediateFree(intermediate);
 }
 
-// The swaps are planned on record indices and applied only when every
-// requested frequency was found: the engine keeps running on the old scratch
-// after a refused re-initialisation, and that scratch reads the records in
-// their old order.
 int32_t adaptCalibration(const KelvoraParameter* parameters, KelvoraCalibration* calibration) {
-  uint32_t order[kCalibrationFrequencyCapacity];
-  for (uint32_t k = 0; k < kCalibrationFrequencyCapacity; ++k) order[k] = k;
   uint32_t target = 0;
   const uint32_t recordCount = calibration->frequencyCount < kCalibrationFrequencyCapacity
                                    ? calibration->frequencyCount
@@ -142,22 +135,14 @@ int32_t adaptCalibration(const KelvoraParameter* parameters, KelvoraCalibration*
   for (uint32_t i = 0; i < parameters->numFreqs; ++i) {
     const uint32_t wanted = frequencyOf(*parameters, i);
     for (uint32_t k = target; k < recordCount; ++k) {
-      if (calibration->frequencies[order[k]].modulationFrequency == wanted) {
-        std::swap(order[k], order[target]);
+      if (calibration->frequencies[k].modulationFrequency == wanted) {
+        std::swap(calibration->frequencies[k], calibration->frequencies[target]);
         ++target;
         break;
       }
     }
   }
-  if (target != parameters->numFreqs) return status::kInitFrequencyNotCalibrated;
-
-  KelvoraCalibrationFrequency before[kCalibrationFrequencyCapacity];
-  std::copy(calibration->frequencies, calibration->frequencies + kCalibrationFrequencyCapacity,
-            before);
-  for (uint32_t k = 0; k < kCalibrationFrequencyCapacity; ++k) {
-    calibration->frequencies[k] = before[order[k]];
-  }
-  return 0;
+  return target == parameters->numFreqs ? 0 : status::kInitFrequencyNotCalibrated;
 }
 
 int32_t kelvoraTavelInit(const KelvoraParameter* parameters, KelvoraCalibration* calibration,

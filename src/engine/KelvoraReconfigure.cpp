@@ -1,6 +1,8 @@
 // Reconfiguration: all or nothing from the caller's view. Parameters are
 // applied, result proxies rebound, the scratch rebuilt when the modulation
 // set-up changed; any failure re-applies the previous configuration.
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 
 #include "engine/Kelvora.hpp"
@@ -92,9 +94,17 @@ KelvoraStatus Kelvora::reconfigureImpl(const Configuration& c, bool isRollback) 
   }
 
   if (reinit) {
+    // The core puts the calibration's frequency records in the new order as
+    // it searches, before it knows whether every frequency is there. The old
+    // scratch, which stays in use after a refusal, reads them in the old
+    // order, so a refusal must put them back.
+    KelvoraCalibrationFrequency* records = calibration_->frequencies;
+    std::array<KelvoraCalibrationFrequency, kCalibrationFrequencyCapacity> order;
+    std::copy(records, records + order.size(), order.begin());
     KelvoraIntermediate* fresh = nullptr;
     const int32_t result = kelvoraTavelInit(&parameters_, calibration_.get(), &fresh);
     if (result != 0) {
+      std::copy(order.begin(), order.end(), records);
       kelvoraTavelFree(fresh);
       reconfigureImpl(configuration_, true);
       return KelvoraStatus{KelvoraStatus::INITIALIZATION_FAILED, static_cast<uint32_t>(result)};

@@ -88,17 +88,17 @@ TEST_P(AdaptCalibration, PutsRequestedFrequenciesFirst) {
 }
 
 constexpr int32_t kMissing = status::kInitFrequencyNotCalibrated;
-// A request that misses a frequency leaves every record where it was, even
-// one that was found first. With both requested frequencies equal the second
-// search starts at slot 1 and finds nothing there, although slot 0 holds it.
+// A missing first frequency still puts the second at slot 0, the only free
+// target. With both requested frequencies equal the second search starts at
+// slot 1 and finds nothing there, although slot 0 holds the frequency.
 INSTANTIATE_TEST_SUITE_P(
     Orders, AdaptCalibration,
     ::testing::Values(
         OrderCase{"inOrder", {kF80, kF60}, kF80, kF60, 2, 0, {kF80, kF60}},
         OrderCase{"reversed", {kF60, kF80}, kF80, kF60, 2, 0, {kF80, kF60}},
         OrderCase{"fromThree", {1000, kF60, kF80}, kF80, kF60, 2, 0, {kF80, kF60}},
-        OrderCase{"secondMissing", {kF60, kF80}, kF80, 12345, 2, kMissing, {kF60, kF80}},
-        OrderCase{"firstMissing", {kF60, kF80}, 12345, kF80, 2, kMissing, {kF60, kF80}},
+        OrderCase{"secondMissing", {kF60, kF80}, kF80, 12345, 2, kMissing, {kF80, kF60}},
+        OrderCase{"firstMissing", {kF60, kF80}, 12345, kF80, 2, kMissing, {kF80, kF60}},
         OrderCase{"sameTwice", {kF80, kF60}, kF80, kF80, 2, kMissing, {kF80, kF60}},
         OrderCase{"single", {kF60, kF80}, kF80, 0, 1, 0, {kF80}}),
     [](const auto& param) { return std::string(param.param.name); });

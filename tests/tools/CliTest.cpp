@@ -360,7 +360,7 @@ TEST_F(Cli, UserPathsSayWhatHappenedAndLeaveOneRunsOutputs) {
                     "unknown parameter"},
            UserPath{"synth legacy of another size", "synth --out out --format legacy --width 100",
                     1, "legacy"},
-           UserPath{"unknown subcommand option", "process --frobnicate", 109, "frobnicate"},
+           UserPath{"unknown subcommand option", "process --frobnicate", 2, "frobnicate"},
            UserPath{"folder with files of the user", process + "mine", 1,
                     "output folder mine holds files kelvora did not write ('notes.txt')",
                     "mine/notes.txt"},

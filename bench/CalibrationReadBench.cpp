@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "calibration/LegacyDirections.hpp"
 #include "calibration/TavelCalibrationReader.hpp"
 #include "synthetic/ContainerCalibrationWriter.hpp"

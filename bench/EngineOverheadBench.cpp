@@ -7,13 +7,13 @@
 #include <ctime>
 #include <vector>
 
+#include "base/KelvoraInput.hpp"
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraOutput.hpp"
 #include "calibration/CalibrationHandlerRegistry.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "calibration/HandlerPsfAndDirections.hpp"
-#include "calibration/KelvoraCalibration.hpp"
 #include "core/FrameDrivers.hpp"
-#include "core/KelvoraInput.hpp"
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraOutput.hpp"
 #include "engine/Kelvora.hpp"
 #include "kelvora/IKelvora.hpp"
 #include "synthetic/ContainerCalibrationWriter.hpp"

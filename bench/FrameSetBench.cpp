@@ -10,15 +10,15 @@
 #include <utility>
 #include <vector>
 
+#include "base/KelvoraInput.hpp"
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraOutput.hpp"
+#include "base/KelvoraParameter.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "calibration/HandlerPsfAndDirections.hpp"
-#include "calibration/KelvoraCalibration.hpp"
 #include "core/CalcPixel.hpp"
 #include "core/CombineStages.hpp"
 #include "core/FrameDrivers.hpp"
-#include "core/KelvoraInput.hpp"
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraOutput.hpp"
-#include "core/KelvoraParameter.hpp"
 #include "core/TwoFrequencyUnwrap.hpp"
 #include "core/UnscrambleIntensity.hpp"
 #include "core/UnscrambleReIm.hpp"

@@ -6,9 +6,9 @@
 #include <random>
 #include <vector>
 
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraOutput.hpp"
-#include "core/KelvoraParameter.hpp"
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraOutput.hpp"
+#include "base/KelvoraParameter.hpp"
 #include "filters/MultipathFlags.hpp"
 #include "filters/MultipathFlagsKernel.hpp"
 #include "filters/MultipathMedian.hpp"

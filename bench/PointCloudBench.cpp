@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "core/PixelBuffer.hpp"
+#include "base/PixelBuffer.hpp"
 #include "filters/PointCloudKernels.hpp"
 #include "simd/Simd.hpp"
 #include "synthetic/SyntheticCalibration.hpp"

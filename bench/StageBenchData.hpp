@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/KelvoraIntermediate.hpp"
 #include "core/CalcPixel.hpp"
-#include "core/KelvoraIntermediate.hpp"
 #include "simd/Simd.hpp"
 
 namespace kelvora::bench {

@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <vector>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraParameter.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "calibration/PointSpreadFunction.hpp"
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraParameter.hpp"
 #include "filters/StrayLight.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
 

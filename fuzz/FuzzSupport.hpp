@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 
 namespace kelvora::fuzz {
 

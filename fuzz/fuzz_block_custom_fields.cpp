@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "FuzzSupport.hpp"
+#include "base/StatusCodes.hpp"
 #include "calibration/QvCalibrationReader.hpp"
 #include "calibration/QvCustomFields.hpp"
-#include "core/StatusCodes.hpp"
 #include "synthetic/BlockCalibrationWriter.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
 

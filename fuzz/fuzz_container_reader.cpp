@@ -4,9 +4,9 @@
 #include <cstdint>
 
 #include "FuzzSupport.hpp"
+#include "base/StatusCodes.hpp"
 #include "calibration/HandlerPsfAndDirections.hpp"
 #include "calibration/TavelCalibrationReader.hpp"
-#include "core/StatusCodes.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace kelvora;

@@ -4,8 +4,8 @@
 #include <cstdint>
 
 #include "FuzzSupport.hpp"
+#include "base/StatusCodes.hpp"
 #include "calibration/LegacyCalibrationHandler.hpp"
-#include "core/StatusCodes.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace kelvora;

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "core/StatusCodes.hpp"
+#include "base/StatusCodes.hpp"
 
 namespace kelvora {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <system_error>
 
-#include "core/SaturatingConvert.hpp"
+#include "base/SaturatingConvert.hpp"
 
 namespace kelvora {
 

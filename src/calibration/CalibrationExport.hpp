@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <ios>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 
 namespace kelvora {
 

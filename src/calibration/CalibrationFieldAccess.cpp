@@ -2,8 +2,8 @@
 // calibration fields. Access never changes the record.
 #include <cstring>
 
-#include "calibration/KelvoraCalibration.hpp"
-#include "core/StatusCodes.hpp"
+#include "base/StatusCodes.hpp"
+#include "calibration/CalibrationRecord.hpp"
 
 namespace kelvora {
 

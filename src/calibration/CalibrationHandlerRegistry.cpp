@@ -1,11 +1,11 @@
 #include "calibration/CalibrationHandlerRegistry.hpp"
 
+#include "base/StatusCodes.hpp"
 #include "calibration/HandlerPsfAndDirections.hpp"
 #include "calibration/LegacyCalibrationHandler.hpp"
 #include "calibration/QvCalibrationReader.hpp"
 #include "calibration/QvCustomFields.hpp"
 #include "calibration/TavelCalibrationReader.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 

@@ -5,7 +5,7 @@
 // is deliberate.
 #include <cstdint>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 
 namespace kelvora {
 

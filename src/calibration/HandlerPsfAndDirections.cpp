@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "base/StatusCodes.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "calibration/LensDirections.hpp"
 #include "calibration/PointSpreadFunction.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 

@@ -4,11 +4,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/StatusCodes.hpp"
 #include "calibration/CalibrationByteReader.hpp"
 #include "calibration/CalibrationExport.hpp"
 #include "calibration/LegacyDirections.hpp"
 #include "calibration/LegacyLayout.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 

@@ -4,7 +4,7 @@
 // accepts every blob, so everything that is not a container ends up here.
 #include <cstdint>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 
 namespace kelvora {
 

@@ -2,8 +2,8 @@
 
 #include <cmath>
 
+#include "base/StatusCodes.hpp"
 #include "calibration/UndistortedRay.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 

@@ -5,9 +5,9 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "base/StatusCodes.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "calibration/PchipInterpolation.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 

@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/StatusCodes.hpp"
 #include "calibration/QvValueEncoding.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 

@@ -2,11 +2,11 @@
 
 #include <cstdlib>
 
+#include "base/StatusCodes.hpp"
 #include "calibration/QvBlockDecoding.hpp"
 #include "calibration/QvDrevantTable.hpp"
 #include "calibration/QvHeader.hpp"
 #include "calibration/QvStream.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 

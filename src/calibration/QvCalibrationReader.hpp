@@ -3,7 +3,7 @@
 // built on it.
 #include <cstdint>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "calibration/QvTable.hpp"
 
 namespace kelvora {

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <ctime>
 
-#include "calibration/KelvoraCalibration.hpp"
-#include "core/SaturatingConvert.hpp"
-#include "core/StatusCodes.hpp"
+#include "base/SaturatingConvert.hpp"
+#include "base/StatusCodes.hpp"
+#include "calibration/CalibrationRecord.hpp"
 
 namespace kelvora {
 

@@ -3,7 +3,7 @@
 // (identifiers from firstCustomFieldId up) of a record the reader prepared.
 #include <cstdint>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 
 namespace kelvora {
 

@@ -2,8 +2,8 @@
 
 #include <initializer_list>
 
+#include "base/StatusCodes.hpp"
 #include "calibration/QvCopyFunctions.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 

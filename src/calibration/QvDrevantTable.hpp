@@ -3,7 +3,7 @@
 // KelvoraCalibration, and the checks of single blocks and of a whole file.
 #include <cstdint>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "calibration/QvTable.hpp"
 
 namespace kelvora {

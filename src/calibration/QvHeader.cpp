@@ -2,8 +2,8 @@
 
 #include <cstring>
 
+#include "base/StatusCodes.hpp"
 #include "calibration/QvValueEncoding.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 

@@ -1,7 +1,7 @@
 #include "calibration/QvStream.hpp"
 
+#include "base/StatusCodes.hpp"
 #include "calibration/QvValueEncoding.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "core/StatusCodes.hpp"
+#include "base/StatusCodes.hpp"
 
 namespace kelvora {
 

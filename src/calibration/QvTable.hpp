@@ -3,7 +3,7 @@
 // with what each block must look like and what has been seen of it.
 #include <cstdint>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "calibration/QvHeader.hpp"
 
 namespace kelvora {

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "core/StatusCodes.hpp"
+#include "base/StatusCodes.hpp"
 
 namespace kelvora {
 

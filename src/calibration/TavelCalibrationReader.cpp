@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/StatusCodes.hpp"
 #include "calibration/TavelPrimitiveReaders.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 

@@ -2,9 +2,9 @@
 
 #include <cmath>
 
+#include "base/SaturatingConvert.hpp"
+#include "base/StatusCodes.hpp"
 #include "calibration/CalibrationByteReader.hpp"
-#include "core/SaturatingConvert.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 

@@ -1,8 +1,8 @@
 #include "calibration/TavelPrimitiveReaders.hpp"
 
+#include "base/StatusCodes.hpp"
 #include "calibration/CalibrationByteReader.hpp"
 #include "calibration/PackedArray.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 

@@ -6,7 +6,7 @@
 // big-endian; payloads (floats, uint32 arrays, packed words) are little-endian.
 #include <cstdint>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "calibration/TavelDescriptors.hpp"
 
 namespace kelvora {

@@ -1,10 +1,10 @@
 #include "core/CalcPixel.hpp"
 
-#include "calibration/KelvoraCalibration.hpp"
-#include "core/KelvoraInput.hpp"
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraOutput.hpp"
-#include "core/KelvoraParameter.hpp"
+#include "base/KelvoraCalibration.hpp"
+#include "base/KelvoraInput.hpp"
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraOutput.hpp"
+#include "base/KelvoraParameter.hpp"
 #include "simd/WideVectors.hpp"
 
 namespace kelvora {

@@ -11,9 +11,9 @@
 #include <cmath>
 #include <cstdint>
 
+#include "base/PixelFlags.hpp"
 #include "core/Atan.hpp"
 #include "core/KernelMath.hpp"
-#include "core/PixelFlags.hpp"
 #include "simd/Simd.hpp"
 
 namespace kelvora {

@@ -6,9 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "core/KelvoraOutput.hpp"
-#include "core/KelvoraParameter.hpp"
-#include "core/PixelFlags.hpp"
+#include "base/KelvoraOutput.hpp"
+#include "base/KelvoraParameter.hpp"
+#include "base/PixelFlags.hpp"
 #include "simd/Simd.hpp"
 
 namespace kelvora {

@@ -5,11 +5,11 @@
 // None of them allocates; all state lives in the intermediate record.
 #include <cstdint>
 
-#include "calibration/KelvoraCalibration.hpp"
-#include "core/KelvoraInput.hpp"
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraOutput.hpp"
-#include "core/KelvoraParameter.hpp"
+#include "base/KelvoraCalibration.hpp"
+#include "base/KelvoraInput.hpp"
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraOutput.hpp"
+#include "base/KelvoraParameter.hpp"
 
 namespace kelvora {
 

@@ -2,12 +2,13 @@
 #include <cstdlib>
 #include <utility>
 
-#include "calibration/KelvoraCalibration.hpp"
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraParameter.hpp"
-#include "core/PixelBuffer.hpp"
-#include "core/PixelFlags.hpp"
-#include "core/StatusCodes.hpp"
+#include "base/KelvoraCalibration.hpp"
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraParameter.hpp"
+#include "base/PixelBuffer.hpp"
+#include "base/PixelFlags.hpp"
+#include "base/StatusCodes.hpp"
+#include "filters/AutoExposure.hpp"
 #include "filters/WigglingTables.hpp"
 
 namespace kelvora {

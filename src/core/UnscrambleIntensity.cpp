@@ -1,6 +1,6 @@
 #include "core/UnscrambleIntensity.hpp"
 
-#include "core/KelvoraParameter.hpp"
+#include "base/KelvoraParameter.hpp"
 
 namespace kelvora {
 

@@ -1,8 +1,8 @@
 #include "core/UnscrambleReIm.hpp"
 
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraOutput.hpp"
-#include "core/KelvoraParameter.hpp"
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraOutput.hpp"
+#include "base/KelvoraParameter.hpp"
 #include "simd/WideVectors.hpp"
 
 namespace kelvora {

@@ -11,7 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "core/PixelFlags.hpp"
+#include "base/PixelFlags.hpp"
 #include "simd/Simd.hpp"
 
 namespace kelvora {

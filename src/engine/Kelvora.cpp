@@ -7,8 +7,8 @@
 #include <new>
 #include <utility>
 
+#include "base/StatusCodes.hpp"
 #include "calibration/CalibrationHandlerRegistry.hpp"
-#include "core/StatusCodes.hpp"
 #include "interface/ParameterRegistry.hpp"
 
 namespace kelvora {

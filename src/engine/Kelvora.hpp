@@ -7,11 +7,11 @@
 #include <utility>
 #include <vector>
 
-#include "calibration/KelvoraCalibration.hpp"
-#include "core/KelvoraInput.hpp"
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraOutput.hpp"
-#include "core/KelvoraParameter.hpp"
+#include "base/KelvoraInput.hpp"
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraOutput.hpp"
+#include "base/KelvoraParameter.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "engine/ResultProxy.hpp"
 #include "kelvora/IKelvora.hpp"
 

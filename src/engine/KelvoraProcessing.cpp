@@ -2,8 +2,8 @@
 #include <cstring>
 #include <vector>
 
+#include "base/StatusCodes.hpp"
 #include "core/FrameDrivers.hpp"
-#include "core/StatusCodes.hpp"
 #include "engine/FrameCheck.hpp"
 #include "engine/Kelvora.hpp"
 #include "interface/PrintMessage.hpp"

@@ -4,7 +4,7 @@
 // output record.
 #include <functional>
 
-#include "core/KelvoraOutput.hpp"
+#include "base/KelvoraOutput.hpp"
 #include "kelvora/Field.hpp"
 
 namespace kelvora {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "calibration/KelvoraCalibration.hpp"
-#include "core/KelvoraParameter.hpp"
-#include "core/SaturatingConvert.hpp"
+#include "base/KelvoraCalibration.hpp"
+#include "base/KelvoraParameter.hpp"
+#include "base/SaturatingConvert.hpp"
 
 namespace kelvora {
 

@@ -4,19 +4,12 @@
 // scene (the value the brightest 5 % of samples exceed) reaches a reference.
 #include <cstdint>
 
+#include "base/KelvoraIntermediate.hpp"
+
 namespace kelvora {
 
 struct KelvoraCalibration;
 struct KelvoraParameter;
-
-struct KelvoraAutoExposure {
-  uint8_t* sampleMask;        // width x height; 1 where a pixel is a sample point
-  uint32_t sampleCount;       // sample hits, a pixel hit twice counted twice
-  float* samples;             // maxBinSize gathered amplitudes
-  uint32_t selectIndex;       // rank of the percentile sample
-  uint32_t* samplePixels;     // the marked pixels in index order (room for maxBinSize)
-  uint32_t samplePixelCount;  // number of marked pixels, never above sampleCount
-};
 
 // Number of in-image hits of the sampling pattern, ignoring the mask.
 void initCalcAutoExposureGetMaxBinSize(uint32_t width, uint32_t height, uint32_t* maxBinSize);

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "core/SaturatingConvert.hpp"
+#include "base/SaturatingConvert.hpp"
 #include "simd/Simd.hpp"
 
 namespace kelvora {

@@ -2,10 +2,10 @@
 
 #include <cstddef>
 
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraOutput.hpp"
-#include "core/KelvoraParameter.hpp"
-#include "core/PixelFlags.hpp"
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraOutput.hpp"
+#include "base/KelvoraParameter.hpp"
+#include "base/PixelFlags.hpp"
 #include "filters/MultipathFlagsKernel.hpp"
 #include "filters/MultipathMedian.hpp"
 #include "simd/WideVectors.hpp"

@@ -1,8 +1,8 @@
 #include "filters/PointCloud.hpp"
 
-#include "calibration/KelvoraCalibration.hpp"
-#include "core/KelvoraOutput.hpp"
-#include "core/KelvoraParameter.hpp"
+#include "base/KelvoraCalibration.hpp"
+#include "base/KelvoraOutput.hpp"
+#include "base/KelvoraParameter.hpp"
 #include "filters/PointCloudKernels.hpp"
 #include "simd/Simd.hpp"
 

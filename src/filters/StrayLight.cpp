@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <cstring>
 
-#include "calibration/KelvoraCalibration.hpp"
-#include "core/KelvoraIntermediate.hpp"
+#include "base/KelvoraCalibration.hpp"
+#include "base/KelvoraIntermediate.hpp"
 #include "filters/StrayLightKernels.hpp"
 #include "simd/Simd.hpp"
 

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "core/KelvoraIntermediate.hpp"
+#include "base/KelvoraIntermediate.hpp"
 
 namespace kelvora {
 

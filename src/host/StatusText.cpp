@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <string>
 
-#include "core/StatusCodes.hpp"
+#include "base/StatusCodes.hpp"
 #include "interface/ParameterRegistry.hpp"
 #include "kelvora/HostSupport.hpp"
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <utility>
 
-#include "core/KelvoraParameter.hpp"
+#include "base/KelvoraParameter.hpp"
 #include "kelvora/ParameterBuilder.hpp"
 
 namespace kelvora {

@@ -12,7 +12,7 @@
 #include <optional>
 #include <vector>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 
 namespace kelvora::synth {
 

@@ -3,7 +3,7 @@
 // for code that drives the core without the front end (tests, benchmarks).
 #include <cstdint>
 
-#include "core/KelvoraParameter.hpp"
+#include "base/KelvoraParameter.hpp"
 
 namespace kelvora::synth {
 

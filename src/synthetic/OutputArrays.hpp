@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "core/KelvoraOutput.hpp"
+#include "base/KelvoraOutput.hpp"
 
 namespace kelvora::synth {
 

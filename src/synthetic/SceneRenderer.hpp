@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 
 namespace kelvora::synth {
 

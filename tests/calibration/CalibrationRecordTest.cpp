@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "CalibrationTestSupport.hpp"
+#include "base/StatusCodes.hpp"
 #include "calibration/CalibrationHandlerRegistry.hpp"
-#include "calibration/KelvoraCalibration.hpp"
-#include "core/StatusCodes.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "synthetic/ContainerCalibrationWriter.hpp"
 
 namespace kelvora {

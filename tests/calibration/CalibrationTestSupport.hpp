@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "calibration/CalibrationExport.hpp"
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "calibration/QvCalibrationReader.hpp"
 #include "calibration/QvDrevantTable.hpp"
 #include "common/CoreFixtures.hpp"

@@ -15,9 +15,9 @@
 
 #include "CalibrationTestSupport.hpp"
 #include "PchipReference.hpp"
+#include "base/StatusCodes.hpp"
 #include "calibration/LegacyCalibrationHandler.hpp"
 #include "calibration/LegacyDirections.hpp"
-#include "core/StatusCodes.hpp"
 #include "synthetic/LegacyCalibrationWriter.hpp"
 
 namespace kelvora {

@@ -12,11 +12,11 @@
 
 #include "CalibrationTestSupport.hpp"
 #include "PchipReference.hpp"
+#include "base/StatusCodes.hpp"
 #include "calibration/HandlerPsfAndDirections.hpp"
 #include "calibration/LensDirections.hpp"
 #include "calibration/PchipInterpolation.hpp"
 #include "calibration/PointSpreadFunction.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 namespace {

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "CalibrationTestSupport.hpp"
+#include "base/StatusCodes.hpp"
 #include "calibration/QvCustomFields.hpp"
 #include "calibration/QvTable.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 namespace {

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "CalibrationTestSupport.hpp"
+#include "base/StatusCodes.hpp"
 #include "calibration/QvCustomFields.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 namespace {

@@ -8,10 +8,10 @@
 #include <cstring>
 #include <vector>
 
+#include "base/StatusCodes.hpp"
 #include "calibration/QvBlockDecoding.hpp"
 #include "calibration/QvHeader.hpp"
 #include "calibration/QvValueEncoding.hpp"
-#include "core/StatusCodes.hpp"
 #include "synthetic/BlockCalibrationWriter.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
 

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "CalibrationTestSupport.hpp"
+#include "base/StatusCodes.hpp"
 #include "calibration/PackedArray.hpp"
 #include "calibration/TavelCalibrationReader.hpp"
-#include "core/StatusCodes.hpp"
 #include "synthetic/ContainerCalibrationWriter.hpp"
 
 namespace kelvora {

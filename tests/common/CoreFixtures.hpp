@@ -4,10 +4,10 @@
 // registry's defaults.
 #include <memory>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraParameter.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "core/CalcPixel.hpp"
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraParameter.hpp"
 #include "synthetic/DefaultParameters.hpp"
 
 namespace kelvora::testing {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "kelvora/IKelvora.hpp"
 #include "synthetic/SceneRenderer.hpp"
 #include "synthetic/SyntheticCalibration.hpp"

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/KelvoraInput.hpp"
+#include "base/KelvoraOutput.hpp"
 #include "common/CoreFixtures.hpp"
-#include "core/KelvoraInput.hpp"
-#include "core/KelvoraOutput.hpp"
 #include "synthetic/OutputArrays.hpp"
 #include "synthetic/SceneRenderer.hpp"
 #include "synthetic/SyntheticCalibration.hpp"

@@ -12,11 +12,11 @@
 #include <vector>
 
 #include "TestCalibration.hpp"
+#include "base/KelvoraIntermediate.hpp"
 #include "common/CoreFixtures.hpp"
 #include "common/SimdTestTypes.hpp"
 #include "core/Atan.hpp"
 #include "core/CalcPixel.hpp"
-#include "core/KelvoraIntermediate.hpp"
 
 namespace kelvora {
 namespace {

@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <vector>
 
+#include "base/PixelFlags.hpp"
+#include "base/StatusCodes.hpp"
 #include "common/CoreFixtures.hpp"
-#include "core/PixelFlags.hpp"
-#include "core/StatusCodes.hpp"
 #include "filters/WigglingTables.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
 

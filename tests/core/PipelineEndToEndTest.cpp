@@ -6,9 +6,9 @@
 #include <cmath>
 #include <vector>
 
+#include "base/PixelFlags.hpp"
+#include "base/StatusCodes.hpp"
 #include "common/PipelineHarness.hpp"
-#include "core/PixelFlags.hpp"
-#include "core/StatusCodes.hpp"
 
 namespace kelvora {
 namespace {

@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <vector>
 
-#include "calibration/KelvoraCalibration.hpp"
-#include "core/KelvoraInput.hpp"
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraOutput.hpp"
-#include "core/KelvoraParameter.hpp"
+#include "base/KelvoraInput.hpp"
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraOutput.hpp"
+#include "base/KelvoraParameter.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "simd/Simd.hpp"
 
 namespace kelvora::test {

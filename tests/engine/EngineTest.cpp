@@ -14,9 +14,9 @@
 #include <malloc.h>
 #endif
 
+#include "base/StatusCodes.hpp"
 #include "calibration/CalibrationExport.hpp"
 #include "common/EngineHarness.hpp"
-#include "core/StatusCodes.hpp"
 #include "engine/Kelvora.hpp"
 #include "synthetic/LegacyCalibrationWriter.hpp"
 

@@ -13,10 +13,10 @@
 #include <random>
 #include <vector>
 
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraOutput.hpp"
+#include "base/KelvoraParameter.hpp"
 #include "common/SimdTestTypes.hpp"
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraOutput.hpp"
-#include "core/KelvoraParameter.hpp"
 #include "filters/MultipathFlagsKernel.hpp"
 #include "filters/MultipathMedian.hpp"
 #include "filters/MultipathMedianKernel.hpp"

@@ -8,11 +8,11 @@
 #include <random>
 #include <vector>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "base/KelvoraOutput.hpp"
+#include "base/KelvoraParameter.hpp"
+#include "base/PixelBuffer.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "common/SimdTestTypes.hpp"
-#include "core/KelvoraOutput.hpp"
-#include "core/KelvoraParameter.hpp"
-#include "core/PixelBuffer.hpp"
 #include "filters/PointCloudKernels.hpp"
 #include "simd/Simd.hpp"
 

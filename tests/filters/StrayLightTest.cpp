@@ -9,12 +9,12 @@
 #include <random>
 #include <vector>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "base/KelvoraIntermediate.hpp"
+#include "base/KelvoraParameter.hpp"
+#include "calibration/CalibrationRecord.hpp"
 #include "calibration/PchipReference.hpp"
 #include "calibration/PointSpreadFunction.hpp"
 #include "common/SimdTestTypes.hpp"
-#include "core/KelvoraIntermediate.hpp"
-#include "core/KelvoraParameter.hpp"
 #include "filters/StrayLightKernels.hpp"
 #include "simd/Simd.hpp"
 

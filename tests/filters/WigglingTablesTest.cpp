@@ -4,7 +4,7 @@
 #include <cmath>
 #include <vector>
 
-#include "core/KelvoraIntermediate.hpp"
+#include "base/KelvoraIntermediate.hpp"
 #include "filters/WigglingTables.hpp"
 
 namespace kelvora {

@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "base/StatusCodes.hpp"
 #include "calibration/LegacyLayout.hpp"
 #include "common/CoreFixtures.hpp"
 #include "common/EngineHarness.hpp"
-#include "core/StatusCodes.hpp"
 #include "hardening/HardeningSupport.hpp"
 #include "interface/ParameterRegistry.hpp"
 #include "synthetic/BlockCalibrationWriter.hpp"

@@ -7,10 +7,10 @@
 #include <cmath>
 #include <limits>
 
+#include "base/StatusCodes.hpp"
 #include "calibration/LegacyCalibrationHandler.hpp"
 #include "calibration/LegacyLayout.hpp"
 #include "common/CoreFixtures.hpp"
-#include "core/StatusCodes.hpp"
 #include "synthetic/LegacyCalibrationWriter.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "ValueHelpers.hpp"
-#include "core/KelvoraParameter.hpp"
+#include "base/KelvoraParameter.hpp"
 #include "kelvora/ParameterImpl.hpp"
 
 namespace kelvora {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "ValueHelpers.hpp"
-#include "core/KelvoraParameter.hpp"
+#include "base/KelvoraParameter.hpp"
 #include "kelvora/ParameterBuilder.hpp"
 #include "kelvora/ParameterImpl.hpp"
 

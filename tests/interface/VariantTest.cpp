@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "core/KelvoraParameter.hpp"
+#include "base/KelvoraParameter.hpp"
 #include "kelvora/ParameterTypes.hpp"
 
 namespace kelvora {

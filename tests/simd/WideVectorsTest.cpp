@@ -12,11 +12,11 @@
 #include <utility>
 #include <vector>
 
+#include "base/KelvoraParameter.hpp"
 #include "common/CoreFixtures.hpp"
 #include "common/PipelineHarness.hpp"
 #include "core/CalcPixel.hpp"
 #include "core/CombineStages.hpp"
-#include "core/KelvoraParameter.hpp"
 #include "core/TwoFrequencyUnwrap.hpp"
 #include "core/UnscrambleReIm.hpp"
 #include "filters/AdaptiveNoiseFilter.hpp"

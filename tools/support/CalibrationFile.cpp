@@ -5,8 +5,8 @@
 #include <cstring>
 #include <sstream>
 
+#include "base/StatusCodes.hpp"
 #include "calibration/CalibrationHandlerRegistry.hpp"
-#include "core/StatusCodes.hpp"
 #include "kelvora/HostSupport.hpp"
 #include "support/QuietStdout.hpp"
 #include "support/ToolError.hpp"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 
 namespace kelvora::tools {
 

@@ -1,4 +1,4 @@
-#include "calibration/KelvoraCalibration.hpp"
+#include "calibration/CalibrationRecord.hpp"
 
 #include <cstdlib>
 #include <cstring>

@@ -6,12 +6,20 @@
 
 #include <cstdint>
 
-#include "filters/AutoExposure.hpp"
-
 namespace kelvora {
 
 struct KelvoraCalibration;
 struct KelvoraParameter;
+
+// State of the auto exposure, laid out once per configuration.
+struct KelvoraAutoExposure {
+  uint8_t* sampleMask;        // width x height; 1 where a pixel is a sample point
+  uint32_t sampleCount;       // sample hits, a pixel hit twice counted twice
+  float* samples;             // maxBinSize gathered amplitudes
+  uint32_t selectIndex;       // rank of the percentile sample
+  uint32_t* samplePixels;     // the marked pixels in index order (room for maxBinSize)
+  uint32_t samplePixelCount;  // number of marked pixels, never above sampleCount
+};
 
 constexpr uint16_t kWigglingTableSize = 16384;
 

@@ -148,14 +148,14 @@ struct ViewServer::Impl {
                    res.set_content(body, contentType(name));
                  });
     }
-    for (const auto& [path, body] :
-         {std::pair<const char*, const std::string*>{"/three/three.min.js", &threeJs},
-          {"/three/OrbitControls.js", &orbitControls}}) {
-      server.Get(path, [this, body](const httplib::Request&, httplib::Response& res) {
+    const auto serveThree = [this](const char* path, const std::string& script) {
+      server.Get(path, [this, &script](const httplib::Request&, httplib::Response& res) {
         if (!threeProblem.empty()) return fail(res, 404, threeProblem);
-        res.set_content(*body, "text/javascript; charset=utf-8");
+        res.set_content(script, "text/javascript; charset=utf-8");
       });
-    }
+    };
+    serveThree("/three/three.min.js", threeJs);
+    serveThree("/three/OrbitControls.js", orbitControls);
   }
 
   void frameRoutes() {

@@ -18,7 +18,12 @@ function byId(id) {
 }
 
 async function fetchJson(url, options) {
-  const res = await fetch(url, options);
+  let res;
+  try {
+    res = await fetch(url, options);
+  } catch (e) {
+    return {ok: false, status: 0, body: {error: 'kelvora view does not answer; is it still running?'}};
+  }
   const body = await res.json().catch(() => ({error: `${res.status} ${res.statusText}`}));
   return {ok: res.ok, status: res.status, body};
 }

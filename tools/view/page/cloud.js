@@ -67,7 +67,7 @@ const cloud = (() => {
   // N RGB bytes by distance, N RGB bytes by flags.
   async function show(index, generation) {
     if (!renderer) return;
-    const res = await fetch(`api/frames/${index}/points`);
+    const res = await request(`api/frames/${index}/points`);
     if (!res.ok) throw new Error(`point cloud: ${res.status} ${res.statusText}`);
     const bytes = await res.arrayBuffer();
     if (index !== view.frame || generation !== view.generation) return;

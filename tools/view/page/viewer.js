@@ -17,12 +17,21 @@ function byId(id) {
   return document.getElementById(id);
 }
 
+// fetch, with a failure to connect said in the user's words.
+async function request(url, options) {
+  try {
+    return await fetch(url, options);
+  } catch (e) {
+    throw new Error('kelvora view does not answer; is it still running?');
+  }
+}
+
 async function fetchJson(url, options) {
   let res;
   try {
-    res = await fetch(url, options);
+    res = await request(url, options);
   } catch (e) {
-    return {ok: false, status: 0, body: {error: 'kelvora view does not answer; is it still running?'}};
+    return {ok: false, status: 0, body: {error: e.message}};
   }
   const body = await res.json().catch(() => ({error: `${res.status} ${res.statusText}`}));
   return {ok: res.ok, status: res.status, body};
@@ -67,7 +76,7 @@ function loadImage(url) {
 // flickers, and fetched once: the server marks its answers not to be cached.
 async function showImage(index, generation) {
   const result = view.result;
-  const res = await fetch(`api/frames/${index}/${result}.png`);
+  const res = await request(`api/frames/${index}/${result}.png`);
   if (!res.ok) {
     const body = await res.json().catch(() => ({error: res.statusText}));
     throw new Error(body.error);

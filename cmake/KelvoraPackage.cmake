@@ -18,7 +18,8 @@ set(CPACK_PACKAGE_DESCRIPTION
     "Kelvora turns the raw frames of a time-of-flight depth camera into distance,\n"
     "amplitude, noise, intensity, flags, a point cloud and exposure proposals.\n"
     "The package holds the shared library, its C++ headers with CMake and\n"
-    "pkg-config files, and the command-line tool kelvora.")
+    "pkg-config files, and the command-line tool kelvora with its viewer\n"
+    "(kelvora view, a local web page for tuning the parameters on a recording).")
 list(JOIN CPACK_PACKAGE_DESCRIPTION "" CPACK_PACKAGE_DESCRIPTION)
 set(KELVORA_PACKAGE_CONTACT "Kelvora developers <kelvora@example.com>"
     CACHE STRING "Maintainer field of the Debian package")
@@ -29,8 +30,11 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 # Depends comes from the binaries themselves (dpkg-shlibdeps): libc, libstdc++,
-# kissfft's float library, libpng for the tool.
+# kissfft's float library, libpng and cpp-httplib for the tool.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# The viewer serves three.js from Debian's copy for its 3D view; without it
+# the rest of the page works, so it is recommended rather than required.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS libjs-three)
 # A shlibs file lets packages built against this one depend on it in turn;
 # CPack adds the ldconfig call for a library under /usr/lib.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)

@@ -10,6 +10,10 @@ packages=(
   libkissfft-dev googletest libgtest-dev libbenchmark-dev libcli11-dev libpng-dev
   g++-arm-linux-gnueabihf qemu-user
   dpkg-dev file valgrind pkg-config doxygen
+  # kelvora view: its HTTP server, JSON, and the three.js it serves
+  libcpp-httplib-dev nlohmann-json3-dev libjs-three
+  # the viewer's tests: headless Chromium driven from Debian's python3
+  chromium chromium-driver python3-selenium python3-pytest python3-numpy
 )
 
 missing=()

@@ -3,10 +3,13 @@
 #
 #   scripts/test.sh [MODE]
 #
-#   all       (default) format, x86, package, docs, sanitize, armv7 and fuzz
+#   all       (default) format, x86, view, package, docs, sanitize, armv7 and
+#             fuzz
 #   format    clang-format --dry-run --Werror on every tracked C/C++ file
 #   x86       GCC Release build of everything with -Werror, tests, install
 #             check (a host built against a scratch prefix, CMake and pkg-config)
+#   view      the viewer page of the x86 build in headless Chromium
+#             (tests/view); screenshots in build-x86/view-test
 #   package   Debian package of the x86 build (cpack), its contents, then
 #             apt-get install of it, a host built and run against /usr, removal
 #   docs      API reference with Doxygen; any undocumented entity fails
@@ -28,7 +31,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$KELVORA_ROOT"
 
 usage() {
-  sed -n '2,24p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
+  sed -n '2,27p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
 }
 
 timings=()
@@ -197,6 +200,20 @@ mode_x86() {
   install_check build-x86
 }
 
+# `kelvora view` on a synthetic recording, driven in headless Chromium through
+# Selenium. Debian's python3 on purpose: it has the Debian packages that
+# setup.sh installs, whatever python3 comes first on PATH.
+mode_view() {
+  section "view: build the tool (GCC, Release, -Werror)"
+  configure_x86
+  build build-x86 --target kelvora_cli
+  section "view: the page in headless Chromium"
+  rm -rf build-x86/view-test
+  /usr/bin/python3 -m pytest -p no:cacheprovider -v tests/view/test_browser.py \
+    --kelvora build-x86/tools/kelvora --artefacts build-x86/view-test
+  note "screenshots: $(echo build-x86/view-test/*.png)"
+}
+
 mode_format() {
   section "format: clang-format --dry-run --Werror"
   if ! git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
@@ -224,7 +241,9 @@ mode_package() {
   deb="$(find "$KELVORA_ROOT/build-x86" -maxdepth 1 -name 'kelvora_*.deb' -print -quit)"
   [ -n "$deb" ] || die "package: cpack made no kelvora_*.deb"
   section "package: $(basename "$deb")"
-  dpkg-deb --field "$deb" Package Version Architecture Depends
+  dpkg-deb --field "$deb" Package Version Architecture Depends Recommends
+  dpkg-deb --field "$deb" Recommends | grep -q libjs-three ||
+    die "package: does not recommend libjs-three, which kelvora view serves"
   dpkg-deb --contents "$deb"
 
   if [ "${KELVORA_SYSTEM_INSTALL:-1}" = 0 ]; then
@@ -342,7 +361,7 @@ case "$mode" in
     usage
     exit 0
     ;;
-  all | format | x86 | package | docs | sanitize | scalar | armv7 | fuzz | bench) ;;
+  all | format | x86 | view | package | docs | sanitize | scalar | armv7 | fuzz | bench) ;;
   *)
     usage >&2
     die "unknown mode: $mode"
@@ -359,7 +378,7 @@ if [ "${KELVORA_SKIP_SETUP:-0}" != 1 ]; then
 fi
 
 if [ "$mode" = all ]; then
-  for m in format x86 package docs sanitize armv7 fuzz; do timed "$m"; done
+  for m in format x86 view package docs sanitize armv7 fuzz; do timed "$m"; done
 else
   timed "$mode"
 fi

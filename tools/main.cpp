@@ -1,5 +1,6 @@
 // kelvora: runs the depth engine on synthetic or recorded frames, shows what
-// a calibration holds and writes synthetic test data.
+// a calibration holds, writes synthetic test data and serves a viewer for
+// tuning the parameters on a recording.
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
@@ -47,6 +48,7 @@ int main(int argc, char** argv) {
   kelvora::tools::addProcessCommand(app);
   kelvora::tools::addCalibCommand(app);
   kelvora::tools::addSynthCommand(app);
+  kelvora::tools::addViewCommand(app);
   if (argc < 2) {
     printUsage(app, stderr);
     return kUsageExit;

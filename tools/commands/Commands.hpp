@@ -9,5 +9,6 @@ void addDemoCommand(CLI::App& app);
 void addProcessCommand(CLI::App& app);
 void addCalibCommand(CLI::App& app);
 void addSynthCommand(CLI::App& app);
+void addViewCommand(CLI::App& app);
 
 }  // namespace kelvora::tools

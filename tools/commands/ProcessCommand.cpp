@@ -1,4 +1,4 @@
-// kelvora process CALIBRATION RECORDING --out DIR [--set name=value ...]
+// kelvora process CALIBRATION RECORDING --out DIR [--params FILE] [--set name=value ...]
 #include <cstdio>
 #include <fstream>
 #include <iomanip>
@@ -18,6 +18,7 @@
 #include "support/Recording.hpp"
 #include "support/StagingDir.hpp"
 #include "support/ToolError.hpp"
+#include "view/ParameterFile.hpp"
 
 namespace kelvora::tools {
 
@@ -27,6 +28,7 @@ struct ProcessOptions {
   std::string calibration;
   std::string recording;
   std::string out;
+  std::string params;
   std::vector<std::string> settings;
   bool listParameters = false;
   bool noImages = false;
@@ -64,7 +66,7 @@ void listParameters(const std::string& calibration) {
                  "model. kelvora process --list-parameters CALIBRATION lists what it accepts.\n";
   }
   std::cout << "The tool sets useValidateImage=false, exposureLimitLower=100 and "
-               "exposureLimitUpper=4000 before applying --set.\n";
+               "exposureLimitUpper=4000 before applying --params and --set.\n";
 }
 
 size_t validCount(const FrameResults& r) {
@@ -93,7 +95,11 @@ void runProcess(const ProcessOptions& o) {
                     o.calibration + " shows what it holds");
   }
   EngineSession session(blob, o.calibration);
-  session.configure(o.settings);
+  Configuration configuration = session.engine().configuration();
+  applySettings(configuration, toolDefaultSettings());
+  if (!o.params.empty()) applyParameterFile(configuration, o.params);
+  applySettings(configuration, o.settings);
+  session.apply(configuration);
   RecordingReader reader(o.recording);
   session.useRecording(reader.header(), o.recording);
   if (reader.frameSetCount() == 0)
@@ -108,6 +114,7 @@ void runProcess(const ProcessOptions& o) {
   report << "calibration " << o.calibration << ", recording " << o.recording << " ("
          << reader.frameSetCount() << " frame sets of " << reader.header().width << " x "
          << reader.header().height << ")\n";
+  if (!o.params.empty()) report << "parameter file " << o.params << "\n";
   for (const std::string& s : o.settings) report << "set " << s << "\n";
   report << "frame set  time (ms)  valid pixels  exposure proposals (grey, per frequency)\n";
   const uint32_t n = reader.frameSetCount();
@@ -155,6 +162,8 @@ void addProcessCommand(CLI::App& app) {
                   "calib only)");
   cmd->add_option("recording", o->recording, "recording of raw frame sets (docs/RECORDING.md)");
   cmd->add_option("--out", o->out, "output folder");
+  cmd->add_option("--params", o->params,
+                  "parameter file (JSON, as kelvora view saves it) applied before --set");
   cmd->add_option("--set", o->settings, "set a processing parameter: name=value (repeatable)");
   cmd->add_flag("--list-parameters", o->listParameters,
                 "list the parameters (those the calibration's engine accepts when one is given) "

@@ -78,6 +78,10 @@ void EngineSession::configure(const std::vector<std::string>& settings) {
   Configuration c = engine_->configuration();
   applySettings(c, toolDefaultSettings());
   applySettings(c, settings);
+  apply(c);
+}
+
+void EngineSession::apply(const Configuration& c) {
   const KelvoraStatus s = engine_->reconfigure(c);
   if (s.code != KelvoraStatus::SUCCESS) {
     throw ToolError("the engine refused the parameters for calibration " + source_ + ": " +

@@ -45,6 +45,9 @@ class EngineSession {
 
   // toolDefaultSettings, then `settings`, then reconfigure.
   void configure(const std::vector<std::string>& settings);
+  // Reconfigures the engine; throws ToolError with the engine's reason when
+  // it refuses, and the engine then keeps its previous configuration.
+  void apply(const Configuration& configuration);
   // Refuses a recording whose frame size differs from the engine's or that
   // lacks a modulation frequency the engine processes; the recording's
   // frequencies are matched to the engine's by value, in any order.

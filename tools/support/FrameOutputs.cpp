@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "support/ColourMap.hpp"
 #include "support/NpyWriter.hpp"
@@ -23,27 +24,48 @@ std::vector<float> validValues(const std::vector<float>& values, const std::vect
 
 }  // namespace
 
+float distanceScaleTop(const FrameResults& r) {
+  const size_t n = static_cast<size_t>(r.width) * r.height;
+  const float far = percentile(validValues(r.distance, r.flags, n), 1.0f);
+  return std::max(0.5f, std::ceil(far * 2.0f) / 2.0f);
+}
+
+RgbImage renderResultImage(const FrameResults& r, ResultImage which, uint32_t scale) {
+  const size_t n = static_cast<size_t>(r.width) * r.height;
+  const ImageLayout layout{r.width, r.height, scale};
+  switch (which) {
+    case ResultImage::kDistance:
+      return renderMetres(r.distance.data(), r.flags.data(), layout, 0.0f, distanceScaleTop(r));
+    case ResultImage::kNoise: {
+      const float top = std::max(1e-3f, percentile(validValues(r.noise, r.flags, n), 0.99f));
+      return renderMetres(r.noise.data(), r.flags.data(), layout, 0.0f, top);
+    }
+    case ResultImage::kAmplitude:
+      return renderGrey(
+          r.amplitude.data(), layout,
+          percentile(std::vector<float>(r.amplitude.begin(), r.amplitude.begin() + n), 0.99f));
+    case ResultImage::kIntensity:
+      return renderGrey(
+          r.intensity.data(), layout,
+          percentile(std::vector<float>(r.intensity.begin(), r.intensity.begin() + n), 0.99f));
+    case ResultImage::kFlags:
+      break;
+  }
+  return renderFlags(r.flags.data(), layout);
+}
+
 void writeFrameOutputs(const StagingDir& out, const std::string& prefix, const FrameResults& r,
                        const OutputChoice& choice) {
-  const size_t n = static_cast<size_t>(r.width) * r.height;
-  const ImageLayout layout{r.width, r.height, choice.imageScale};
   if (choice.images) {
-    // Distance from 0 to the farthest valid pixel rounded up to half a metre,
-    // so consecutive frames of one scene share a scale.
-    const float far = percentile(validValues(r.distance, r.flags, n), 1.0f);
-    const float top = std::max(0.5f, std::ceil(far * 2.0f) / 2.0f);
-    writePng(out.file(prefix + "distance.png"),
-             renderMetres(r.distance.data(), r.flags.data(), layout, 0.0f, top));
-    const float noiseTop = std::max(1e-3f, percentile(validValues(r.noise, r.flags, n), 0.99f));
-    writePng(out.file(prefix + "noise.png"),
-             renderMetres(r.noise.data(), r.flags.data(), layout, 0.0f, noiseTop));
-    const std::vector<float> amplitude(r.amplitude.begin(), r.amplitude.begin() + n);
-    writePng(out.file(prefix + "amplitude.png"),
-             renderGrey(r.amplitude.data(), layout, percentile(amplitude, 0.99f)));
-    const std::vector<float> intensity(r.intensity.begin(), r.intensity.begin() + n);
-    writePng(out.file(prefix + "intensity.png"),
-             renderGrey(r.intensity.data(), layout, percentile(intensity, 0.99f)));
-    writePng(out.file(prefix + "flags.png"), renderFlags(r.flags.data(), layout));
+    const std::pair<ResultImage, const char*> images[] = {
+        {ResultImage::kDistance, "distance.png"},
+        {ResultImage::kNoise, "noise.png"},
+        {ResultImage::kAmplitude, "amplitude.png"},
+        {ResultImage::kIntensity, "intensity.png"},
+        {ResultImage::kFlags, "flags.png"}};
+    for (const auto& [which, name] : images) {
+      writePng(out.file(prefix + name), renderResultImage(r, which, choice.imageScale));
+    }
   }
   if (choice.pointCloud) {
     // The valid points: a sparse cloud holds only those, a dense one holds

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "support/EngineSession.hpp"
+#include "support/PngWriter.hpp"
 #include "support/StagingDir.hpp"
 
 namespace kelvora::tools {
@@ -13,6 +14,19 @@ struct OutputChoice {
   bool pointCloud = true;   // .ply of the valid points
   uint32_t imageScale = 2;  // each pixel as a scale x scale block
 };
+
+enum class ResultImage { kDistance, kAmplitude, kNoise, kIntensity, kFlags };
+
+// One result of a frame set as people see it, each pixel a scale x scale
+// block: distance from 0 to distanceScaleTop and noise up to the 99th
+// percentile of the valid pixels through the colour map with a legend in
+// metres, amplitude and intensity in grey up to their 99th percentile, flags
+// one colour per cause with the cause legend.
+RgbImage renderResultImage(const FrameResults& r, ResultImage which, uint32_t scale);
+
+// The farthest valid distance rounded up to half a metre (at least 0.5 m),
+// so consecutive frame sets of one scene share a colour scale.
+float distanceScaleTop(const FrameResults& r);
 
 // Writes "<prefix>distance.png", "<prefix>amplitude.png", "<prefix>intensity.png",
 // "<prefix>noise.png", "<prefix>flags.png", "<prefix>points.ply" and, with

@@ -152,6 +152,17 @@ RecordingReader::RecordingReader(const std::string& path) : path_(path) {
   frameSetCount_ = static_cast<uint32_t>(body / frameSetBytes);
 }
 
+void RecordingReader::readAt(uint32_t index, RecordedFrameSet& out) {
+  if (index >= frameSetCount_) {
+    throw ToolError("recording " + path_ + " has no frame set " + std::to_string(index) +
+                    ", only " + std::to_string(frameSetCount_));
+  }
+  in_.clear();
+  in_.seekg(static_cast<std::streamoff>(header_.headerBytes() + index * header_.frameSetBytes()));
+  read_ = index;
+  next(out);
+}
+
 bool RecordingReader::next(RecordedFrameSet& out) {
   if (read_ >= frameSetCount_) return false;
   std::vector<uint8_t> bytes(header_.frameSetBytes());

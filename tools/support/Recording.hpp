@@ -54,6 +54,10 @@ class RecordingReader {
   uint32_t frameSetCount() const { return frameSetCount_; }
   // Reads the next frame set into `out`; false after the last one.
   bool next(RecordedFrameSet& out);
+  // Reads frame set `index` into `out`, reading only its bytes; the next
+  // call of next() reads the one after it. Throws ToolError for an index
+  // past the last frame set.
+  void readAt(uint32_t index, RecordedFrameSet& out);
 
  private:
   std::string path_;

@@ -1,7 +1,7 @@
-// Value encodings of the block format checked against independent slow
-// paths: double-precision decoding and frexp-based encoding of the encoded
-// float, bit-by-bit packing, the single-precision payload size rule, and
-// every data type with every count code through the block decoder.
+// Value encodings of the block format against independent slow paths:
+// double-precision decoding and frexp-based encoding of the encoded float,
+// bit-by-bit packing, and the single-precision payload size rule. (Every data
+// type and kind of count code goes through the reader in the round trips.)
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,7 +10,6 @@
 
 #include "base/StatusCodes.hpp"
 #include "calibration/QvBlockDecoding.hpp"
-#include "calibration/QvHeader.hpp"
 #include "calibration/QvValueEncoding.hpp"
 #include "synthetic/BlockCalibrationWriter.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
@@ -57,37 +56,29 @@ bool referenceEncode(float x, uint32_t* word) {
   return true;
 }
 
-TEST(QvEncodedFloat, DecodesEveryWordLikeTheDoublePrecisionFormula) {
+// Random words decode as the formula does in double precision; every float
+// that has an encoding (the largest needs the exponent code 255; 2^-127 is
+// the smallest magnitude, 2^-128 would be word 0) reads back from the
+// stream's bytes bit for bit.
+TEST(QvEncodedFloat, MatchesTheDoublePrecisionDefinition) {
   synth::SplitMix rng(11);
   std::vector<uint32_t> words = {0u,          1u,          0x7FFFFFFFu, 0x80000000u, 0x80000001u,
-                                 0xFFFFFFFFu, 0x7F800000u, 0x00800000u, 0x3F800000u, 0xC0000000u};
-  for (int i = 0; i < 200000; ++i) words.push_back(static_cast<uint32_t>(rng.next()));
+                                 0xFFFFFFFFu, 0x7F800000u, 0x00800000u, 0x7F7FFFFFu, 0x00000080u};
+  for (int i = 0; i < 20000; ++i) words.push_back(static_cast<uint32_t>(rng.next()));
+  int encoded = 0;
   for (uint32_t w : words) {
     const float got = kelvora_decodeQVFloatWord(w);
     ASSERT_EQ(floatBits(got), floatBits(referenceDecode(w))) << std::hex << w;
     ASSERT_TRUE(std::isfinite(got)) << std::hex << w;
+    const float x = bitsFloat(w);
+    uint32_t e = 0;
+    if (x == 0.0f || !std::isfinite(x) || !referenceEncode(x, &e)) continue;  // -0 reads as 0
+    ++encoded;
+    const uint8_t bytes[4] = {static_cast<uint8_t>(e >> 24), static_cast<uint8_t>(e >> 16),
+                              static_cast<uint8_t>(e >> 8), static_cast<uint8_t>(e)};
+    ASSERT_EQ(floatBits(kelvora_fromQVFloat(bytes)), w) << x;
   }
-}
-
-// The writer encodes every float as the frexp reference does, and the reader
-// (from the stream's bytes) gives the float back. Extremes: the largest float
-// needs the exponent code 255; 2^-127 is the smallest magnitude (2^-128 would
-// be word 0).
-TEST(QvEncodedFloat, WriterEncodingOfEveryRepresentableFloatReadsBack) {
-  synth::SplitMix rng(12);
-  std::vector<float> values = {3.4028235e38f, -3.4028235e38f, 1.1754944e-38f, 5.8774718e-39f};
-  for (int i = 0; i < 200000; ++i) values.push_back(bitsFloat(static_cast<uint32_t>(rng.next())));
-  int checked = 0;
-  for (float x : values) {
-    uint32_t w = 0;
-    if (!std::isfinite(x) || !referenceEncode(x, &w)) continue;
-    ++checked;
-    ASSERT_EQ(synth::encodeBlockFloat(x), w) << x;
-    const uint8_t bytes[4] = {static_cast<uint8_t>(w >> 24), static_cast<uint8_t>(w >> 16),
-                              static_cast<uint8_t>(w >> 8), static_cast<uint8_t>(w)};
-    ASSERT_EQ(floatBits(kelvora_fromQVFloat(bytes)), floatBits(x));
-  }
-  EXPECT_GT(checked, 190000);
+  EXPECT_GT(encoded, 19000);
 }
 
 // Bit-by-bit reference: item i's bit j is stream bit i*bits + j.
@@ -104,13 +95,17 @@ std::vector<uint32_t> referencePack(const std::vector<uint32_t>& v, uint32_t bit
 }
 
 TEST(QvPacked, UnpacksEveryWidthLikeTheBitStreamReference) {
+  const uint32_t few[2] = {1, 2};
+  uint32_t unpacked[4];
+  EXPECT_EQ(kelvora_unpackQVUint(few, 2, 0, 2, unpacked), status::kInvalidValue);
+  EXPECT_EQ(kelvora_unpackQVUint(few, 2, 32, 2, unpacked), status::kInvalidValue);
+  EXPECT_EQ(kelvora_unpackQVUint(few, 1, 9, 4, unpacked), status::kStreamTooShort);
   synth::SplitMix rng(5);
   for (uint32_t bits = 1; bits <= 31; ++bits) {
     for (uint32_t count : {1u, 31u, 32u, 33u, 100u}) {
       std::vector<uint32_t> values(count);
       for (auto& v : values) v = static_cast<uint32_t>(rng.next()) & ((1u << bits) - 1u);
       const std::vector<uint32_t> words = referencePack(values, bits);
-      ASSERT_EQ(synth::packBlockBits(values, bits), words);
       std::vector<uint32_t> out(count, 0xDEADBEEFu);
       ASSERT_EQ(kelvora_unpackQVUint(words.data(), words.size(), bits, count, out.data()),
                 status::kSuccess);
@@ -125,15 +120,6 @@ TEST(QvPacked, UnpacksEveryWidthLikeTheBitStreamReference) {
       }
     }
   }
-}
-
-TEST(QvPacked, RefusesWidthsOutsideOneTo31AndTooFewWords) {
-  const uint32_t words[4] = {1, 2, 3, 4};
-  uint32_t out[4];
-  EXPECT_EQ(kelvora_unpackQVUint(words, 4, 0, 4, out), status::kInvalidValue);
-  EXPECT_EQ(kelvora_unpackQVUint(words, 4, 32, 4, out), status::kInvalidValue);
-  EXPECT_EQ(kelvora_unpackQVUint(words, 1, 9, 4, out), status::kStreamTooShort);
-  EXPECT_EQ(kelvora_unpackQVUint(words, 2, 16, 4, out), status::kSuccess);
 }
 
 TEST(QvPacked, SinglePrecisionSizeShortOfTheBitsIsReportedAsTooFewWords) {
@@ -151,13 +137,8 @@ TEST(QvPacked, SinglePrecisionSizeShortOfTheBitsIsReportedAsTooFewWords) {
 
   // The same block through the decoder: the payload is in the stream, the
   // words are not enough.
-  synth::BlockSpec block;
-  block.id = 3;
-  block.type = 5;
-  block.bits = bits;
-  block.integers.assign(count, 1u);
   synth::BlockStreamBuilder builder(1, 1);
-  builder.appendBlock(block);
+  builder.appendBlock({3, 5, std::vector<uint32_t>(count, 1u), {}, -1, {}, bits});
   const std::vector<uint8_t>& blob = builder.bytes();
   QvStream stream = kelvora_createStreamFromData(blob.data(), static_cast<uint32_t>(blob.size()));
   stream.position = 11;
@@ -169,77 +150,6 @@ TEST(QvPacked, SinglePrecisionSizeShortOfTheBitsIsReportedAsTooFewWords) {
   EXPECT_EQ(kelvora_decodeQVBlock(&stream, &header, out.data(), count * 4, &scratch, &decoded),
             status::kStreamTooShort);
   kelvora_freeQVScratch(&scratch);
-}
-
-// ---------------------------------------------------------------------------
-// Every data type with every count code, one block at a time.
-
-uint64_t expectedCount(uint8_t code, uint32_t pixels) {
-  if (code == 0) return pixels;
-  if (code <= 248) return code;
-  if (code == 249) return 300;
-  return static_cast<uint64_t>(code - 248) * pixels;
-}
-
-TEST(QvBlockCodes, EveryTypeWithEveryCountCodeDecodes) {
-  constexpr uint32_t kPixels = 3;
-  synth::SplitMix rng(9);
-  for (uint8_t type = 0; type < 7; ++type) {
-    for (int code = 0; code < 256; ++code) {
-      SCOPED_TRACE(::testing::Message() << "type " << int(type) << " code " << code);
-      const uint64_t n = expectedCount(static_cast<uint8_t>(code), kPixels);
-      synth::BlockSpec b;
-      b.id = 40;
-      b.type = type;
-      b.countCode = code;
-      b.bits = static_cast<uint8_t>(1 + code % 31);
-      b.scale = 0.125f;
-      b.offset = -2.0f;
-      // Decoded: bytes, 16-bit words, 32-bit words, or floats (scaled for type 6).
-      const size_t width = type == 0 ? 1 : type == 1 ? 2 : 4;
-      const uint32_t mask = width < 4   ? (1u << (8 * width)) - 1u
-                            : type >= 5 ? (1u << b.bits) - 1u
-                                        : 0xFFFFFFFFu;
-      std::vector<uint8_t> want;
-      for (uint64_t i = 0; i < n; ++i) {
-        uint32_t word = static_cast<uint32_t>(rng.next()) & mask;
-        float value = -2.0f + static_cast<float>(word) * 0.125f;
-        if (type == 4) {
-          value = rng.uniform(-1000.f, 1000.f);
-          b.floats.push_back(value);
-        } else {
-          b.integers.push_back(word);
-        }
-        if (type == 4 || type == 6) std::memcpy(&word, &value, 4);
-        const auto* bytes = reinterpret_cast<const uint8_t*>(&word);  // little-endian host
-        want.insert(want.end(), bytes, bytes + width);
-      }
-      synth::BlockStreamBuilder builder(1, kPixels);
-      builder.appendBlock(b);
-      builder.appendEnd();
-      const std::vector<uint8_t>& blob = builder.bytes();
-
-      QvStream s = kelvora_createStreamFromData(blob.data(), static_cast<uint32_t>(blob.size()));
-      QvHeader h{};
-      ASSERT_EQ(kelvora_readQVHeader(&s, &h), status::kSuccess);
-      QvBlockHeader bh{};
-      ASSERT_EQ(kelvora_readQVBlockHeader(&s, kPixels, &bh), status::kSuccess);
-      ASSERT_EQ(bh.count, n);
-      ASSERT_EQ(bh.type, type);
-      std::vector<uint8_t> out(kelvora_getQVUnpackedBlockSize(&bh) + 1, 0xAA);
-      QvScratch scratch = kelvora_createQVScratch(1000);
-      uint64_t decoded = 0;
-      ASSERT_EQ(kelvora_decodeQVBlock(&s, &bh, out.data(), out.size() - 1, &scratch, &decoded),
-                status::kSuccess);
-      kelvora_freeQVScratch(&scratch);
-      ASSERT_EQ(decoded, out.size() - 1);
-      ASSERT_EQ(out.back(), 0xAA);  // nothing past the decoded size
-      // The stream stands on the end marker.
-      ASSERT_EQ(s.position + 1, blob.size());
-      out.pop_back();
-      ASSERT_EQ(out, want);
-    }
-  }
 }
 
 }  // namespace

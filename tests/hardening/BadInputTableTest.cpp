@@ -16,8 +16,8 @@
 #include "calibration/LegacyLayout.hpp"
 #include "common/CoreFixtures.hpp"
 #include "common/EngineHarness.hpp"
-#include "hardening/HardeningSupport.hpp"
 #include "interface/ParameterRegistry.hpp"
+#include "kelvora/HostSupport.hpp"
 #include "synthetic/BlockCalibrationWriter.hpp"
 #include "synthetic/ContainerCalibrationWriter.hpp"
 #include "synthetic/LegacyCalibrationWriter.hpp"
@@ -25,7 +25,32 @@
 namespace kelvora {
 namespace {
 
-using hardening::Outcome;
+struct Outcome {
+  KelvoraStatus::Code code;
+  uint32_t detail;
+  std::string printed;  // stdout then stderr, trimmed lines joined by " / "
+};
+
+std::string joinedLines(const std::string& text) {
+  std::istringstream in(text);
+  std::string line, joined;
+  while (std::getline(in, line)) {
+    const size_t b = line.find_first_not_of(" \t\r"), e = line.find_last_not_of(" \t\r");
+    if (b == std::string::npos) continue;
+    joined += (joined.empty() ? "" : " / ") + line.substr(b, e - b + 1);
+  }
+  return joined;
+}
+
+Outcome captured(const std::function<KelvoraStatus()>& call) {
+  ::testing::internal::CaptureStdout();
+  ::testing::internal::CaptureStderr();
+  const KelvoraStatus s = call();
+  std::fflush(stdout);
+  const std::string err = joinedLines(::testing::internal::GetCapturedStderr());
+  const std::string out = joinedLines(::testing::internal::GetCapturedStdout());
+  return {s.code, s.detail, out + (!out.empty() && !err.empty() ? " / " : "") + err};
+}
 
 struct BadInputRow {
   const char* input;
@@ -36,9 +61,27 @@ struct BadInputRow {
   const char* printed;  // what the call writes to stdout/stderr, lines joined by " / "
 };
 
-// getKelvora on the bytes, with what it prints.
+// getKelvora on the bytes, with what it prints; an engine comes back
+// exactly when the status says so.
 std::function<Outcome()> blob(std::function<std::vector<uint8_t>()> make) {
-  return [make] { return hardening::getKelvoraOutcome(make()); };
+  return [make] {
+    const std::vector<uint8_t> bytes = make();
+    IKelvora* engine = reinterpret_cast<IKelvora*>(&engine);
+    const Outcome o = captured([&] {
+      return getKelvora(ArrayReference<unsigned char>(const_cast<uint8_t*>(bytes.data()),
+                                                      static_cast<uint32_t>(bytes.size())),
+                        &engine);
+    });
+    EXPECT_EQ(engine != nullptr, o.code == KelvoraStatus::SUCCESS);
+    delete engine;
+    return o;
+  };
+}
+
+// The full 224 x 172 sensor in the legacy layout.
+std::vector<uint8_t> legacyBlob() {
+  testing::CalibrationPtr c(synth::makeSyntheticCalibration({}));
+  return synth::writeLegacyCalibration(*c, {});
 }
 
 std::vector<uint8_t> container(const synth::ContainerWriterOptions& o = {}) {
@@ -84,7 +127,7 @@ std::function<Outcome()> onEngine(
   return [call, options] {
     testing::EnginePtr e = testing::makeEngine(testing::containerBlobFor(options));
     if (!e) return Outcome{KelvoraStatus::CALIBRATION_ERROR, 0xFFFFFFFFu, "no engine"};
-    return hardening::captured([&] { return call(*e); });
+    return captured([&] { return call(*e); });
   };
 }
 
@@ -128,13 +171,13 @@ const std::vector<BadInputRow>& rows() {
       {"container whose root header (1 pixel) disagrees with its region of interest", "getKelvora",
        blob([] { return containerClaiming(1, 1); }), KelvoraStatus::CALIBRATION_ERROR,
        status::kUnsupported, kBodyMessage},
-      {"legacy blob cut in half", "getKelvora", blob([] { return half(hardening::legacyBlob()); }),
+      {"legacy blob cut in half", "getKelvora", blob([] { return half(legacyBlob()); }),
        KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, "Start converting!"},
       {"legacy blob without its last byte", "getKelvora",
-       blob([] { return withoutLastByte(hardening::legacyBlob()); }),
-       KelvoraStatus::CALIBRATION_ERROR, status::kStreamTooShort, "Start converting!"},
+       blob([] { return withoutLastByte(legacyBlob()); }), KelvoraStatus::CALIBRATION_ERROR,
+       status::kStreamTooShort, "Start converting!"},
       {"legacy blob with a region of interest 0 pixels wide", "getKelvora", blob([] {
-         std::vector<uint8_t> b = hardening::legacyBlob();
+         std::vector<uint8_t> b = legacyBlob();
          b[legacy::kRoiWidth] = 0;
          b[legacy::kRoiWidth + 1] = 0;
          return b;
@@ -185,24 +228,6 @@ const std::vector<BadInputRow>& rows() {
   return table;
 }
 
-const char* codeName(KelvoraStatus::Code c) {
-  switch (c) {
-    case KelvoraStatus::SUCCESS:
-      return "SUCCESS";
-    case KelvoraStatus::OUTPUT_TARGET_TOO_SMALL:
-      return "OUTPUT_TARGET_TOO_SMALL";
-    case KelvoraStatus::CALIBRATION_ERROR:
-      return "CALIBRATION_ERROR";
-    case KelvoraStatus::UNKNOWN_PARAMETER:
-      return "UNKNOWN_PARAMETER";
-    case KelvoraStatus::INITIALIZATION_FAILED:
-      return "INITIALIZATION_FAILED";
-    case KelvoraStatus::INVALID_INPUT:
-      return "INVALID_INPUT";
-  }
-  return "?";
-}
-
 std::string detailText(uint32_t detail) {
   char buffer[16];
   std::snprintf(buffer, sizeof buffer, status::isError(detail) ? "0x%08X" : "%u", detail);
@@ -214,7 +239,7 @@ std::string markdownTable() {
   s << "| Input | Call | Status | Detail | Printed |\n";
   s << "|---|---|---|---|---|\n";
   for (const BadInputRow& r : rows()) {
-    s << "| " << r.input << " | `" << r.call << "` | `" << codeName(r.code) << "` | "
+    s << "| " << r.input << " | `" << r.call << "` | `" << describeStatusCode(r.code).name << "` | "
       << detailText(r.detail) << " | " << (*r.printed != 0 ? r.printed : "(nothing)") << " |\n";
   }
   return s.str();

@@ -21,7 +21,7 @@ std::string keysAndNames(const Configuration& c) {
   return text;
 }
 
-TEST(ExceptionSafety, EveryAllocationMayFail) {
+TEST(ExceptionSafetyTest, EveryAllocationMayFail) {
   const std::map<ParameterKey, Parameter> registry = getAllParameters();
   ArrayHolder<Parameter> all(static_cast<uint32_t>(registry.size()));
   uint32_t i = 0;

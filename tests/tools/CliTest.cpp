@@ -147,14 +147,15 @@ struct EndToEnd {
 TEST_F(Cli, SynthThenProcessRecoversTheSceneInEveryLayout) {
   const std::string sparse = " --set useSparsePointCloud=true", one = " --set numFreqs=1",
                     legacy = " --set useMPIFlagAmplitude=false";
+  const char* two = "--width 64 --height 48 --frames 2";
   const char* odd = "--width 61 --height 47 --frames 2";
   // At 30 MHz the scene lies within one unambiguous range, at 80.32 MHz it wraps.
   const char* oddOne = "--width 61 --height 47 --frames 2 --freq 30000000";
-  const char* single = "--frames 2 --freq 80320000";
-  const char* legacyTwo = "--frames 2 --format legacy";
+  const char* single = "--frames 2 --freq 80320000";  // 224 x 172
+  const char* legacyTwo = "--frames 2 --format legacy";  // the full 224 x 172 sensor
   const std::vector<EndToEnd> rows = {
-      {"--frames 2", nullptr, "", 0},
-      {"--frames 2", nullptr, sparse, 0},
+      {two, nullptr, "", 0},
+      {two, nullptr, sparse, 0},
       {single, nullptr, "", 80320000},
       {single, nullptr, sparse, 80320000},
       {single, "--frames 2", "", 80320000},  // two frequencies recorded, one calibrated

@@ -124,14 +124,5 @@ TEST(ParameterRegistry, KeyKSetsTheKthFieldAndNothingElse) {
   }
 }
 
-TEST(ParameterRegistry, EveryCallBuildsAnIndependentSet) {
-  std::map<ParameterKey, Parameter> first = getAllParameters();
-  const std::map<ParameterKey, Parameter> second = getAllParameters();
-  const ParameterValue before = second.at(NOISE_THRESHOLD).getValue();
-  ASSERT_TRUE(first.at(NOISE_THRESHOLD).setValue(first.at(NOISE_THRESHOLD).upperBound()));
-  EXPECT_TRUE(testing::sameValue(second.at(NOISE_THRESHOLD).getValue(), before));
-  EXPECT_FALSE(testing::sameValue(first.at(NOISE_THRESHOLD).getValue(), before));
-}
-
 }  // namespace
 }  // namespace kelvora

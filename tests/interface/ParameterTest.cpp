@@ -73,34 +73,6 @@ TEST(Parameter, SetValueAcceptsExactlyWithinBoundsAndType) {
   }
 }
 
-TEST(Parameter, CopiesAreDeepAndMovesTransferTheImplementation) {
-  Parameter original = ParameterBuilder()
-                           .setKey(NOISE_THRESHOLD)
-                           .setName("noise")
-                           .setDescription("text")
-                           .setValue(F(0.07f))
-                           .setBounds(F(0.03f), F(0.2f))
-                           .build();
-  Parameter copy(original);
-  ASSERT_TRUE(copy.setValue(F(0.1f)));
-  EXPECT_TRUE(sameValue(original.getValue(), F(0.07f)));
-  EXPECT_STREQ(copy.description(), "text");
-  Parameter assigned;
-  assigned = original;
-  EXPECT_NE(assigned.impl(), original.impl());
-  EXPECT_EQ(assigned.key(), NOISE_THRESHOLD);
-
-  const ParameterImpl* impl = original.impl();
-  Parameter moved(std::move(original));
-  EXPECT_EQ(moved.impl(), impl);
-  // A moved-from handle reads as an invalid parameter and can be reused.
-  EXPECT_FALSE(original.isValid());  // NOLINT(bugprone-use-after-move)
-  EXPECT_STREQ(original.name(), "");
-  original = copy;
-  EXPECT_TRUE(sameValue(original.getValue(), F(0.1f)));
-  EXPECT_FALSE(ParameterBuilder().setKey(PARAMETER_KEY_COUNT).build().isValid());
-}
-
 // The record is filled with a pattern; nothing may change it.
 TEST(Parameter, OnlyASetterOfTheValuesOwnTypeWrites) {
   KelvoraParameter record, pattern;

@@ -111,7 +111,6 @@ const FailureCase kCases[] = {
     {"sixthCustomBlock", false, status::kCapacityExceeded, 133, sixCustomBlocks(), nullptr},
     {"wigglingSixTerms", false, status::kCapacityExceeded, 21, floats(21, 19), nullptr},
     {"serialTooLong", false, status::kCapacityExceeded, 5, integers(5, 64, 'x'), nullptr},
-    {"lensTenValues", false, status::kCapacityExceeded, 1, floats(1, 10), nullptr},
     {"auxBytesTooMany", false, status::kCapacityExceeded, 7,
      insert(block(7, 0, std::vector<uint32_t>(33, 1))), nullptr},
     {"maskMoreValuesThanPixels", false, status::kCapacityExceeded, 2, integers(2, kPixels + 1, 1),
@@ -119,12 +118,9 @@ const FailureCase kCases[] = {
     // 0x80000008
     {"fpnShort", false, status::kTooFewValues, 3, floats(3, kPixels - 1), nullptr},
     {"temperatureThreeValues", false, status::kTooFewValues, 18, floats(18, 3), nullptr},
-    {"auxValuesOne", false, status::kTooFewValues, 8, insert(block(8, 1, {5})), nullptr},
     // 0x80000009
     {"idsNotRising", false, status::kInvalidValue, 2,
      [](Blocks& b) { std::swap(blockWithId(b, 2), blockWithId(b, 3)); }, nullptr},
-    {"repeatedId", false, status::kInvalidValue, 5, [](Blocks& b) { blockWithId(b, 6).id = 5; },
-     nullptr},
     {"dataTypeSeven", false, status::kInvalidValue, 140, insert(block(140, 7, {})), nullptr},
     {"fpnAsIntegers", false, status::kInvalidValue, 3,
      [](Blocks& b) {
@@ -135,16 +131,13 @@ const FailureCase kCases[] = {
      },
      nullptr},
     {"maskBits32", false, status::kInvalidValue, 2, bits(2, 32), nullptr},
-    {"maskBits0", false, status::kInvalidValue, 2, bits(2, 0), nullptr},
     {"strayLight31Floats", false, status::kInvalidValue, 9, floats(9, 31), nullptr},
     {"dateTwoValues", false, status::kInvalidValue, 4, integers(4, 2, 1), nullptr},
     {"wigglingThreeFloats", false, status::kInvalidValue, 22, floats(22, 3), nullptr},
-    {"wigglingOneFloat", false, status::kInvalidValue, 28, floats(28, 1), nullptr},
     // 0x8000000A, named by the whole-file check
     {"formatFlagMissing", false, status::kEmpty, 0, remove({0}), nullptr},
     {"firstFppnMissing", false, status::kEmpty, 17, remove({17}), nullptr},
     {"secondGroupIncomplete", false, status::kEmpty, 29, remove({29}), nullptr},
-    {"secondGroupTwoMissing", false, status::kEmpty, 29, remove({24, 29}), nullptr},
     {"groupWithoutFrequency", false, status::kEmpty, 31,
      insert(block(31, 4, {}, std::vector<float>(40, 0.f))), nullptr},
     {"lonelyFrequencyBlock", false, status::kEmpty, 36, insert(block(30, 2, {1000u})), nullptr},
@@ -185,36 +178,6 @@ TEST(QvPixelCount, AbsurdCountsAreRefusedBeforeAnythingIsSized) {
   blob[8] = 0x01;
   EXPECT_EQ(static_cast<uint32_t>(kelvora_getQVNumPixels(blob.data(), size)),
             status::kCapacityExceeded);
-}
-
-// Blocks that go through a copy function (texts, wiggling, stray light) are
-// decoded into scratch room of 4 bytes per pixel: with no pixels the first
-// such block is refused, and the 32 floats of the stray-light block need 32.
-TEST(QvPixelCount, CopiedBlocksNeedScratchRoomOfTheirSize) {
-  Blocks blocks = synth::blockCalibrationBlocks(*smallSynthetic());
-  for (auto& b : blocks) {
-    if (b.id == 2 || b.id == 3 || b.id == 17 || b.id == 24) {  // per-pixel: empty
-      b.integers.clear();
-      b.floats.clear();
-      b.countCode = 0;
-    }
-  }
-  const auto blob = synth::assembleBlockCalibration(0, 5, 1, blocks);
-  EXPECT_EQ(kelvora_getQVNumPixels(blob.data(), static_cast<uint32_t>(blob.size())), 0);
-  QvReadResult r = readDirect(blob, freshRecord(0).get(), 0);
-  EXPECT_EQ(r.status, status::kCapacityExceeded);
-  EXPECT_EQ(r.identifier, 5u);  // serial
-  remove({5, 6})(blocks);
-  r = readDirect(synth::assembleBlockCalibration(0, 5, 1, blocks), freshRecord(0).get(), 0);
-  EXPECT_EQ(r.status, status::kCapacityExceeded);
-  EXPECT_EQ(r.identifier, 9u);  // stray light
-
-  for (uint32_t width : {31u, 32u}) {
-    r = readDirect(synth::writeBlockCalibration(*smallSynthetic(width, 1)),
-                   freshRecord(width).get(), width);
-    EXPECT_EQ(r.status, width == 31 ? status::kCapacityExceeded : status::kSuccess) << width;
-    EXPECT_EQ(r.identifier, width == 31 ? 9u : kQvNoBlock) << width;
-  }
 }
 
 // ---------------------------------------------------------------------------

@@ -1,13 +1,14 @@
 // The engine through its public interface: creation and hidden parameters,
 // reconfiguration with and without re-initialisation, refusals that leave
 // the engine exactly as it was, redirections, results, calibration fields,
-// the fixed abort messages and the engine's lifetime.
+// the fixed abort messages and the engine's lifetime. (Engines of legacy
+// calibrations run in the tool's end-to-end table, frames an engine does not
+// read in the bad-frame table.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstring>
-#include <filesystem>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -17,12 +18,9 @@
 #endif
 
 #include "base/StatusCodes.hpp"
-#include "calibration/CalibrationExport.hpp"
-#include "common/CoreFixtures.hpp"
 #include "common/EngineHarness.hpp"
 #include "engine/Kelvora.hpp"
 #include "synthetic/DefaultParameters.hpp"
-#include "synthetic/LegacyCalibrationWriter.hpp"
 
 namespace kelvora {
 namespace {
@@ -89,26 +87,6 @@ TEST(EngineCreation, ConfigurationIsFittedToTheCalibration) {
   EXPECT_STREQ(getVersion(), "3.0.0.0");
   EXPECT_STREQ(kelvora_getGitDescription(), "no-git-description-available");
   EXPECT_STREQ(getVersion() - std::strlen("kelvoraVersion="), "kelvoraVersion=3.0.0.0");
-}
-
-TEST(EngineCreation, LegacyCalibrationMakesAWorkingEngine) {
-  const std::string dir =
-      (std::filesystem::temp_directory_path() / "kelvora-engine-legacy").string();
-  calibrationSaveDir = dir.c_str();
-  const synth::SyntheticCalibrationOptions o;
-  testing::CalibrationPtr c(synth::makeSyntheticCalibration(o));
-  synth::LegacyWriterOptions w;
-  w.frequency[0] = w.frequency[1] = {-0.05f, 0.05f, false};
-  ::testing::internal::CaptureStdout();
-  EnginePtr e = makeEngine(synth::writeLegacyCalibration(*c, w));
-  ::testing::internal::GetCapturedStdout();
-  calibrationSaveDir = nullptr;
-  std::filesystem::remove_all(dir);
-  ASSERT_NE(e, nullptr);
-  EXPECT_EQ(e->getWidth(), 224u);
-  synth::RenderedFrameSet frames = testing::SceneForEngine(o).render();
-  EXPECT_EQ(e->processWhole(testing::inputFor(frames)).code, KelvoraStatus::SUCCESS);
-  EXPECT_EQ(e->results<EXPOSURE_PROPOSALS>().size(), 3u);
 }
 
 TEST(EngineReconfigure, OnlyAFrequencyChangeRebuildsTheScratch) {
@@ -276,17 +254,6 @@ TEST(EngineResults, CalibrationFieldsAndTheirCodes) {
   ArrayHolder<char> roiBytes;
   EXPECT_EQ(e->copyCalibrationFieldImpl(CALIBRATION_ROI, roiBytes, 0).code, KelvoraStatus::SUCCESS);
   EXPECT_EQ(roiBytes.size(), 16u);
-}
-
-TEST(EngineProcessing, OneFrequencyNeverTouchesTheSecond) {
-  const synth::SyntheticCalibrationOptions o = smallCalibration({kF80});
-  EnginePtr e = makeEngine(testing::containerBlobFor(o));
-  ASSERT_NE(e, nullptr);
-  synth::RenderedFrameSet frames = testing::SceneForEngine(o).render();
-  Input<ArrayReference, 2> in = testing::inputFor(frames);  // frequency 2: null frames
-  EXPECT_EQ(e->processWhole(in).code, KelvoraStatus::SUCCESS);
-  EXPECT_EQ(e->results<EXPOSURE_PROPOSALS>().size(), 2u);
-  EXPECT_EQ(e->processModFrames<FREQUENCY_2>(in).code, KelvoraStatus::SUCCESS);
 }
 
 // The messages are anchored at their start only: under an emulator the

@@ -122,56 +122,42 @@ TEST(NoAllocation, CounterSeesTheLibrarysAllocations) {
 // The three drivers on a second frame set: the first one runs before the
 // counter starts, so a stage that lazily makes a buffer once would still pass,
 // but one that allocates per call would not. Stray light needs a calibration
-// with a point-spread function, which only the core can be handed directly.
-TEST(NoAllocation, CoreFrameSetsAllocateNothing) {
-  const struct {
-    const char* name;
-    std::vector<uint32_t> frequencies;
-    bool strayLight, allSwitchesOff, sparsePointCloud;
-  } cases[] = {{"two frequencies, stray light", {80320000u, 60240000u}, true, false, false},
-               {"one frequency, stray light, sparse", {60240000u}, true, false, true},
-               {"every switch off", {80320000u, 60240000u}, false, true, false}};
-  for (const auto& c : cases) {
-    synth::SyntheticCalibrationOptions options;
-    options.frequencies = c.frequencies;
-    options.strayLight = c.strayLight;
-    PipelineHarness harness(options);
-    KelvoraParameter& p = harness.parameters();
-    ASSERT_EQ(p.useRemoveStrayLight, c.strayLight) << c.name;
-    p.useSparsePointCloud = c.sparsePointCloud;
-    if (c.allSwitchesOff) {
-      p.useAdaptiveNoiseFilter = p.useAutoExposure = p.useRemoveFlyingPixel = false;
-      p.useMPIFlagAverage = p.useMPIFlagAmplitude = p.useMPIFlagDistance = false;
-      p.useValidateImage = false;
-    }
-    ASSERT_EQ(harness.initialise(), 0) << c.name;
-    harness.process(harness.render(0));
-    const synth::RenderedFrameSet second = harness.render(1);
-    long allocations = 0;
-    {
-      AllocationCounter counter;
-      harness.process(second);
-      allocations = counter.count();
-    }
-    EXPECT_EQ(allocations, 0) << c.name;
-    // The frame set really ran: most pixels have a positive distance.
-    uint32_t measured = 0;
-    for (uint32_t i = 0; i < harness.pixelCount(); ++i) {
-      measured += harness.flags[i] == 0 && harness.distance[i] > 0.0f;
-    }
-    EXPECT_GT(measured, harness.pixelCount() / 2) << c.name;
+// with a point-spread function, which only the core can be handed directly;
+// one frequency with the sparse point cloud covers the paths the engine case
+// below does not.
+TEST(NoAllocation, CoreFrameSetAllocatesNothing) {
+  synth::SyntheticCalibrationOptions options;
+  options.frequencies = {60240000u};
+  options.strayLight = true;
+  PipelineHarness harness(options);
+  ASSERT_TRUE(harness.parameters().useRemoveStrayLight);
+  harness.parameters().useSparsePointCloud = true;
+  ASSERT_EQ(harness.initialise(), 0);
+  harness.process(harness.render(0));
+  const synth::RenderedFrameSet second = harness.render(1);
+  long allocations = 0;
+  {
+    AllocationCounter counter;
+    harness.process(second);
+    allocations = counter.count();
   }
+  EXPECT_EQ(allocations, 0);
+  // The frame set really ran: most pixels have a positive distance.
+  uint32_t measured = 0;
+  for (uint32_t i = 0; i < harness.pixelCount(); ++i) {
+    measured += harness.flags[i] == 0 && harness.distance[i] > 0.0f;
+  }
+  EXPECT_GT(measured, harness.pixelCount() / 2);
 }
 
-// The public call as a host makes it, including the front end's own work;
-// its results are checked against the scene, through the public interface.
+// The public call as a host makes it, including the front end's own work.
+// (The pipeline's accuracy is the core tests' and the tool's.)
 TEST(NoAllocation, ProcessWholeThroughTheEngineAllocatesNothing) {
   synth::SyntheticCalibrationOptions options;  // 224 x 172, two frequencies
   EnginePtr engine = makeEngine(containerBlobFor(options));
   ASSERT_NE(engine, nullptr);
-  SceneForEngine scene(options);
-  synth::RenderedFrameSet first = scene.render(0);
-  synth::RenderedFrameSet second = scene.render(1);
+  const SceneForEngine scene(options);
+  synth::RenderedFrameSet first = scene.render(0), second = scene.render(1);
   ASSERT_EQ(engine->processWhole(inputFor(first)).code, KelvoraStatus::SUCCESS);
   const Input<ArrayReference, 2> secondInput = inputFor(second);
   long allocations = 0;
@@ -182,18 +168,6 @@ TEST(NoAllocation, ProcessWholeThroughTheEngineAllocatesNothing) {
   }
   EXPECT_EQ(allocations, 0);
 
-  const ArrayReference<float> distance = engine->results<DISTANCE>();
-  const ArrayReference<float> noise = engine->results<NOISE>();
-  const ArrayReference<unsigned int> flags = engine->results<FLAGS>();
-  ASSERT_EQ(distance.size(), options.width * options.height);
-  uint32_t valid = 0, within = 0;
-  for (uint32_t i = 0; i < distance.size(); ++i) {
-    if (flags[i] != 0) continue;
-    ++valid;
-    if (std::fabs(distance[i] - scene.geometry().trueDistance[i]) <= 3.0f * noise[i]) ++within;
-  }
-  EXPECT_GT(valid, distance.size() * 9 / 10);
-  EXPECT_GE(within, valid * 99 / 100) << within << " of " << valid;
   const ArrayReference<unsigned int> proposals = engine->results<EXPOSURE_PROPOSALS>();
   ASSERT_EQ(proposals.size(), 3u);
   // The registry's limits (1 and 2) bound every proposal.

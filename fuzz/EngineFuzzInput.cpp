@@ -9,57 +9,42 @@
 
 namespace kelvora::fuzz {
 
-std::vector<EngineCalibration> engineCalibrations() {
-  auto make = [](uint32_t w, uint32_t h, std::vector<uint32_t> freqs) {
-    EngineCalibration e;
-    e.options.width = w;
-    e.options.height = h;
-    e.options.frequencies = std::move(freqs);
-    e.options.maskedFraction = 0.05f;
-    return e;
-  };
-  return {
-      make(40, 30, {80320000u, 60240000u}),
-      make(13, 7, {60240000u}),
-      make(24, 16, {80320000u, 60240000u}),
-      make(9, 5, {80320000u, 60240000u}),
-  };
+std::vector<synth::SyntheticCalibrationOptions> engineCalibrations() {
+  std::vector<synth::SyntheticCalibrationOptions> all(4);
+  const uint32_t sizes[4][2] = {{40, 30}, {13, 7}, {24, 16}, {9, 5}};
+  for (size_t i = 0; i < all.size(); ++i) {
+    all[i].width = sizes[i][0];
+    all[i].height = sizes[i][1];
+    all[i].maskedFraction = 0.05f;
+  }
+  all[1].frequencies = {60240000u};
+  return all;
 }
 
-std::vector<uint8_t> engineCalibrationBlob(const EngineCalibration& entry) {
-  RecordPtr c(synth::makeSyntheticCalibration(entry.options));
+std::vector<uint8_t> engineCalibrationBlob(const synth::SyntheticCalibrationOptions& options) {
+  RecordPtr c(synth::makeSyntheticCalibration(options));
   return synth::writeContainerCalibration(*c, {});
 }
 
 std::vector<uint8_t> renderedEngineInput(uint32_t calibrationIndex, uint32_t frameIndex) {
-  const EngineCalibration entry = engineCalibrations().at(calibrationIndex);
-  RecordPtr c(synth::makeSyntheticCalibration(entry.options));
-  const uint32_t n = entry.options.width * entry.options.height;
-  kelvora_calcTavelPsfAndDirections(c.get(), n);
-  synth::SceneOptions scene;
-  const synth::SceneGeometry geometry =
-      synth::castScene(c->directions, entry.options.width, entry.options.height, scene);
-  const synth::RenderedFrameSet frames = synth::renderFrameSet(*c, geometry, scene, frameIndex);
+  const synth::SyntheticCalibrationOptions o = engineCalibrations().at(calibrationIndex);
+  RecordPtr c(synth::makeSyntheticCalibration(o));
+  kelvora_calcTavelPsfAndDirections(c.get(), o.width * o.height);
+  const synth::SceneOptions scene;
+  const synth::RenderedFrameSet frames = synth::renderFrameSet(
+      *c, synth::castScene(c->directions, o.width, o.height, scene), scene, frameIndex);
 
   std::vector<uint8_t> in = {static_cast<uint8_t>(calibrationIndex), 0, 0, 1,
                              kProcessWholeReference};
-  auto put32 = [&in](uint32_t v) {
-    for (int b = 0; b < 4; ++b) in.push_back(static_cast<uint8_t>(v >> (8 * b)));
+  const auto put = [&in](const void* p, size_t bytes) {
+    in.insert(in.end(), static_cast<const uint8_t*>(p), static_cast<const uint8_t*>(p) + bytes);
   };
-  uint32_t t;
-  std::memcpy(&t, &frames.temperature, 4);
-  put32(t);
-  for (uint32_t e : frames.exposureTimes) put32(e);
-  auto putFrame = [&in](const std::vector<uint16_t>& f) {
-    for (uint16_t v : f) {
-      in.push_back(static_cast<uint8_t>(v));
-      in.push_back(static_cast<uint8_t>(v >> 8));
-    }
-  };
-  putFrame(frames.grey);
+  put(&frames.temperature, 4);  // little-endian host, as the layout is
+  put(frames.exposureTimes, sizeof frames.exposureTimes);
+  put(frames.grey.data(), 2 * frames.grey.size());
   for (uint32_t f = 0; f < 2; ++f) {
-    for (uint32_t k = 0; k < 4; ++k) {
-      putFrame(f < frames.frequencyCount ? frames.phase[f][k] : frames.phase[0][k]);
+    for (const std::vector<uint16_t>& frame : frames.phase[f < frames.frequencyCount ? f : 0]) {
+      put(frame.data(), 2 * frame.size());
     }
   }
   return in;

@@ -36,17 +36,12 @@ enum EngineOperation : uint8_t {
   kEngineOperationCount,
 };
 
-struct EngineCalibration {
-  synth::SyntheticCalibrationOptions options;
-};
-
 // Small sensors (odd sizes among them, so that row and vector tails are
 // exercised), one and two frequencies. All are containers: getKelvora hands
 // every blob without the container magic to the legacy reader, so a block
 // blob never makes an engine.
-std::vector<EngineCalibration> engineCalibrations();
-// The calibration blob for an entry.
-std::vector<uint8_t> engineCalibrationBlob(const EngineCalibration& entry);
+std::vector<synth::SyntheticCalibrationOptions> engineCalibrations();
+std::vector<uint8_t> engineCalibrationBlob(const synth::SyntheticCalibrationOptions& options);
 
 // An input with no edits and one processWhole of a frame set rendered from
 // the entry's calibration (frameIndex varies its noise).

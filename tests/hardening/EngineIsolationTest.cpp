@@ -71,53 +71,43 @@ TEST(EngineIsolation, InterleavedEnginesGiveTheResultsOfEngineAlone) {
 
 template <ResultType RT, class T>
 void redirect(Configuration& c, T* target, uint32_t size) {
-  Configuration::OutputRedirector<RT> r;
+  OutputRedirector<RT> r;
   r.setRedirection(ArrayReference<T>(target, size));
   c.setOutputRedirection(r);
 }
 
 // Each result redirected into an exactly sized window of one larger buffer,
-// with canaries on both sides that processing must leave alone.
+// with canaries on both sides that processing must leave alone. 91 pixels:
+// the per-pixel stages work on groups of four and their buffers are padded,
+// the caller's arrays are not.
 TEST(EngineIsolation, RedirectedResultsStayInsideTheirTargets) {
-  const synth::SyntheticCalibrationOptions a = otherOptions();
-  std::vector<synth::RenderedFrameSet> frames = render(a, 2);
-  EnginePtr e = testing::makeEngine(testing::containerBlobFor(a));
+  const synth::SyntheticCalibrationOptions o = otherOptions();
+  std::vector<synth::RenderedFrameSet> frames = render(o, 2);
+  EnginePtr e = testing::makeEngine(testing::containerBlobFor(o));
   ASSERT_NE(e, nullptr);
-  const uint32_t n = a.width * a.height;
-  constexpr uint32_t kGuard = 16;
-  constexpr uint32_t kCanary = 0xC0FFEE11u;
-  const uint32_t sizes[6] = {4 * n, n, n, n, n, n};  // in ResultType order
-  std::vector<uint32_t> arena;
-  std::vector<uint32_t> starts;
-  for (uint32_t s : sizes) {
-    arena.insert(arena.end(), kGuard, kCanary);
-    starts.push_back(static_cast<uint32_t>(arena.size()));
-    arena.insert(arena.end(), s, 0u);
+  const uint32_t n = o.width * o.height, kGuard = 16, kCanary = 0xC0FFEE11u;
+  std::vector<uint32_t> arena(kGuard, kCanary);
+  uint32_t starts[6];
+  for (uint32_t k = 0; k < 6; ++k) {  // in ResultType order; the point cloud first
+    starts[k] = static_cast<uint32_t>(arena.size());
+    arena.resize(arena.size() + (k == POINT_CLOUD ? 4 * n : n), 0u);
+    arena.resize(arena.size() + kGuard, kCanary);
   }
-  arena.insert(arena.end(), kGuard, kCanary);
-  auto floats = [&](ResultType k) { return reinterpret_cast<float*>(arena.data() + starts[k]); };
-
+  auto floats = [&](ResultType k) { return reinterpret_cast<float*>(&arena[starts[k]]); };
   Configuration c = e->configuration();
-  redirect<POINT_CLOUD>(c, floats(POINT_CLOUD), sizes[POINT_CLOUD]);
+  redirect<POINT_CLOUD>(c, floats(POINT_CLOUD), 4 * n);
   redirect<AMPLITUDE>(c, floats(AMPLITUDE), n);
-  redirect<FLAGS>(c, arena.data() + starts[FLAGS], n);
+  redirect<FLAGS>(c, &arena[starts[FLAGS]], n);
   redirect<NOISE>(c, floats(NOISE), n);
   redirect<INTENSITY>(c, floats(INTENSITY), n);
   redirect<DISTANCE>(c, floats(DISTANCE), n);
   ASSERT_EQ(e->reconfigure(c).code, KelvoraStatus::SUCCESS);
 
   for (synth::RenderedFrameSet& f : frames) e->processWhole(inputFor(f));
-  EXPECT_EQ(e->results<DISTANCE>().data(), floats(DISTANCE));
-  for (int k = 0; k < 6; ++k) {
-    for (uint32_t g = 1; g <= kGuard; ++g) {
-      ASSERT_EQ(arena[starts[k] - g], kCanary) << "before result " << k;
-    }
-  }
-  for (uint32_t g = 1; g <= kGuard; ++g) ASSERT_EQ(arena[arena.size() - g], kCanary);
-  // The distance window was written: a pixel that sees the wall.
-  float d;
-  std::memcpy(&d, &arena[starts[DISTANCE] + n / 2], 4);
-  EXPECT_GT(d, 1.0f);
+  uint32_t canaries = 0;
+  for (uint32_t word : arena) canaries += word == kCanary;
+  EXPECT_EQ(canaries, 7 * kGuard);
+  EXPECT_GT(*floats(DISTANCE) + floats(DISTANCE)[n / 2], 1.0f);  // the distances were written
 }
 
 }  // namespace

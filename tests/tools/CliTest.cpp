@@ -39,8 +39,11 @@ std::string readText(const fs::path& p) {
   return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
-// A .npy file as the tool writes it: shape and the raw little-endian data.
+// A .npy file as the tool writes it: element type, shape and the raw
+// little-endian data; empty unless the header is of version 1.0 and the data
+// starts aligned to 64 bytes, as the format asks.
 struct Npy {
+  std::string descr;
   std::vector<uint32_t> shape;
   std::string data;
   template <class T>
@@ -53,9 +56,12 @@ struct Npy {
 
 Npy loadNpy(const fs::path& p) {
   const std::string b = readText(p);
-  if (b.size() < 10) return {};
+  if (b.size() < 10 || b.compare(0, 8, std::string("\x93NUMPY\x01\x00", 8)) != 0) return {};
   const size_t start = 10 + (static_cast<uint8_t>(b[8]) | static_cast<uint8_t>(b[9]) << 8);
+  if (start % 64 != 0 || b[start - 1] != '\n') return {};
   Npy npy;
+  const size_t descr = b.find("'descr': '") + 10;
+  npy.descr = b.substr(descr, b.find('\'', descr) - descr);
   const size_t open = b.find('(', b.find("'shape'")), close = b.find(')', open);
   for (size_t i = open + 1; i < close; i = b.find(',', i) + 1) {
     if (b.find_first_not_of(" ,", i) < close) npy.shape.push_back(std::stoul(b.substr(i)));
@@ -147,17 +153,20 @@ struct EndToEnd {
 TEST_F(Cli, SynthThenProcessRecoversTheSceneInEveryLayout) {
   const std::string sparse = " --set useSparsePointCloud=true", one = " --set numFreqs=1",
                     legacy = " --set useMPIFlagAmplitude=false";
-  const char* odd = "--width 61 --height 47 --frames 2";
+  // One frame set per recording but in the first rows, which check that
+  // every frame set of a recording is processed.
+  const char* two = "--width 64 --height 48 --frames 2";
+  const char* odd = "--width 61 --height 47 --frames 1";
   // At 30 MHz the scene lies within one unambiguous range, at 80.32 MHz it wraps.
-  const char* oddOne = "--width 61 --height 47 --frames 2 --freq 30000000";
-  const char* single = "--frames 2 --freq 80320000";
-  const char* legacyTwo = "--frames 2 --format legacy";
+  const char* oddOne = "--width 61 --height 47 --frames 1 --freq 30000000";
+  const char* single = "--frames 1 --freq 80320000";     // 224 x 172
+  const char* legacyTwo = "--frames 1 --format legacy";  // the full 224 x 172 sensor
   const std::vector<EndToEnd> rows = {
-      {"--frames 2", nullptr, "", 0},
-      {"--frames 2", nullptr, sparse, 0},
+      {two, nullptr, "", 0},
+      {two, nullptr, sparse, 0},
       {single, nullptr, "", 80320000},
       {single, nullptr, sparse, 80320000},
-      {single, "--frames 2", "", 80320000},  // two frequencies recorded, one calibrated
+      {single, "--frames 1", "", 80320000},  // two frequencies recorded, one calibrated
       {odd, nullptr, "", 0},
       {odd, nullptr, sparse, 0},
       {oddOne, nullptr, "", 30000000},
@@ -195,12 +204,17 @@ TEST_F(Cli, SynthThenProcessRecoversTheSceneInEveryLayout) {
     const Npy flags = loadNpy(frame.string() + "flags.npy");
     const Npy noise = loadNpy(frame.string() + "noise.npy");
     for (const char* name : {"distance", "amplitude", "noise", "intensity", "flags"}) {
-      EXPECT_EQ(loadNpy(frame.string() + name + ".npy").shape, truth.shape) << label << name;
+      const Npy image = loadNpy(frame.string() + name + ".npy");
+      EXPECT_EQ(image.shape, truth.shape) << label << name;
+      EXPECT_EQ(image.descr, name == std::string("flags") ? "<u4" : "<f4") << label << name;
     }
-    EXPECT_EQ(loadNpy(frame.string() + "exposure_proposals.npy").shape,
-              std::vector<uint32_t>{e.oneFrequency != 0 ? 2u : 3u})
-        << label;
-    EXPECT_TRUE(fs::exists(dir_ / out / "frame_0001_distance.png")) << label;
+    const Npy proposals = loadNpy(frame.string() + "exposure_proposals.npy");
+    EXPECT_EQ(proposals.shape, std::vector<uint32_t>{e.oneFrequency != 0 ? 2u : 3u}) << label;
+    EXPECT_EQ(proposals.descr, "<u4") << label;
+    const bool twoFrameSets =
+        std::string(e.recording ? e.recording : e.calibration).find("--frames 2") !=
+        std::string::npos;
+    EXPECT_EQ(fs::exists(dir_ / out / "frame_0001_distance.png"), twoFrameSets) << label;
     EXPECT_FALSE(fs::exists(dir_ / out / "frame_0002_distance.png")) << label;
 
     // One frequency measures distances modulo its unambiguous range.

@@ -1,2 +1,0 @@
-// Compiles kelvora/ArrayAllocator.hpp with nothing included before it.
-#include "kelvora/ArrayAllocator.hpp"

@@ -1,2 +1,0 @@
-// Compiles kelvora/KelvoraStatus.hpp with nothing included before it.
-#include "kelvora/KelvoraStatus.hpp"

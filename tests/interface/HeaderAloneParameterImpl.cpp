@@ -1,2 +1,0 @@
-// Compiles kelvora/ParameterImpl.hpp with nothing included before it.
-#include "kelvora/ParameterImpl.hpp"

@@ -1,2 +1,0 @@
-// Compiles kelvora/ParameterKey.hpp with nothing included before it.
-#include "kelvora/ParameterKey.hpp"

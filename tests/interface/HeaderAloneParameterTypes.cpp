@@ -1,2 +1,0 @@
-// Compiles kelvora/ParameterTypes.hpp with nothing included before it.
-#include "kelvora/ParameterTypes.hpp"

@@ -1,2 +1,0 @@
-// Compiles kelvora/Variant.hpp with nothing included before it.
-#include "kelvora/Variant.hpp"

@@ -1,0 +1,86 @@
+// Everything the interface prints, to the character: parameters and
+// redirectors on a stream (hosts log them), and the one diagnostic line.
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+#include "ValueHelpers.hpp"
+#include "interface/PrintMessage.hpp"
+#include "kelvora/Configuration.hpp"
+#include "kelvora/ParameterBuilder.hpp"
+
+namespace kelvora {
+namespace {
+
+using testing::B;
+using testing::E;
+using testing::F;
+using testing::I;
+using testing::T;
+using testing::U;
+
+struct PrintCase {
+  ParameterKey key;
+  ParameterValue value, lower, upper;
+  bool alphabetic;
+  const char* expected;
+};
+
+TEST(TextOutput, ParameterPrintsNameValueAndBounds) {
+  const PrintCase cases[] = {
+      {MPI_NOISE_DISTANCE, F(2), F(0), F(10), false, "x: 2 Bounds: [0, 10]"},
+      {AMPLITUDE_THRESHOLD, F(0.5f), F(0.00015f), F(4095), false, "x: 0.5 Bounds: [0.00015, 4095]"},
+      {FREQUENCY_1, U(80320000u), E(), E(), false, "x: 80320000"},
+      {ADAPTIVE_NOISE_FILTER_TYPE, I(-2), I(-3), I(2), false, "x: -2 Bounds: [-3, 2]"},
+      {USE_AUTO_EXPOSURE, B(true), B(false), B(true), false, "x: 1 Bounds: [0, 1]"},
+      {USE_AUTO_EXPOSURE, B(false), B(false), B(true), true, "x: false Bounds: [false, true]"},
+      {NUM_FREQS, U(1), E(), U(2), false, "x: 1 Bounds: [! Empty Variant !, 2]"},
+      {NUM_FREQS, U(1), U(0), E(), false, "x: 1"},  // a lone lower bound is no bound
+      {INVALID_PARAMETER_KEY, F(2), F(0), F(10), false, "Invalid parameter!"},
+  };
+  for (const PrintCase& c : cases) {
+    std::ostringstream os;
+    if (c.alphabetic) os << std::boolalpha;
+    os << ParameterBuilder()
+              .setKey(c.key)
+              .setName("x")
+              .setValue(c.value)
+              .setBounds(c.lower, c.upper)
+              .build();
+    EXPECT_EQ(os.str(), c.expected);
+  }
+  // Inside the library's namespace the variant's stream operator must not
+  // get in the way of the standard manipulators.
+  std::ostringstream os;
+  os << ParameterValue(2.5f) << std::endl << std::flush;
+  EXPECT_EQ(os.str(), "2.5\n");
+}
+
+TEST(TextOutput, RedirectorPrintsItsTargetOnlyWhenRedirected) {
+  std::ostringstream plain;
+  plain << OutputRedirector<FLAGS>();
+  EXPECT_EQ(plain.str(), "Redirection for 2 (hasRedirection: 0)");
+  float memory[12];
+  OutputRedirector<DISTANCE> r;
+  r.setRedirection(ArrayReference<float>(memory, 12));
+  std::ostringstream pointer, redirected, cleared;
+  pointer << static_cast<const void*>(memory);
+  redirected << std::boolalpha << r;
+  EXPECT_EQ(redirected.str(),
+            "Redirection for 5 (hasRedirection: true; Target: " + pointer.str() + " of size: 12)");
+  r.clearRedirection();
+  cleared << r;
+  EXPECT_EQ(cleared.str(), "Redirection for 5 (hasRedirection: 0)");
+}
+
+TEST(TextOutput, PrintMessageFormatsLikePrintfAndEndsTheLine) {
+  ::testing::internal::CaptureStderr();
+  printMessage("key %u of %s: %.2f", 25u, "FREQUENCY_1", 0.5);
+  printMessage("%s", "");
+  printMessage();
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "key 25 of FREQUENCY_1: 0.50\n\n");
+}
+
+}  // namespace
+}  // namespace kelvora

@@ -4,11 +4,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <tuple>
 #include <vector>
 
 #include "base/PixelFlags.hpp"
 #include "base/StatusCodes.hpp"
 #include "common/PipelineHarness.hpp"
+#include "common/SimdTestTypes.hpp"
 
 namespace kelvora {
 namespace {
@@ -107,6 +110,43 @@ TEST(PipelineEndToEnd, OddImageSizesStayInsideTheirBuffers) {
     const Accuracy a = accuracyOf(h);
     EXPECT_GT(a.unflagged, 700u);
     EXPECT_GE(a.withinThreeSigma, a.unflagged * 98 / 100);
+  }
+}
+
+// Every output of whole frame sets, with the rendered scene's noise,
+// saturation and flagged pixels, at each vector width this processor has:
+// the same bits as on the four-lane target.
+TEST(PipelineEndToEnd, WholeFrameSetIsBitIdenticalAtEveryWidth) {
+  for (const auto& [w, h, radius] : {std::tuple{224u, 172u, 2}, {224u, 172u, 1}, {37u, 23u, 2}}) {
+    synth::SyntheticCalibrationOptions o = calibration224();
+    o.width = w;
+    o.height = h;
+    PipelineHarness harness(o);
+    harness.parameters().adaptiveNoiseFilterType = static_cast<uint8_t>(radius);
+    ASSERT_EQ(harness.initialise(), 0);
+    const synth::RenderedFrameSet frames = harness.render(3);
+    const unsigned widest = simd::vectorLanes();
+    std::vector<std::vector<float>> first;
+    for (unsigned lanes = 4; lanes <= 16; lanes *= 2) {
+      const unsigned previous = simd::setVectorLanes(lanes);
+      const bool available = simd::vectorLanes() == lanes;
+      if (available) harness.process(frames);
+      simd::setVectorLanes(previous);
+      if (!available) continue;
+      std::vector<std::vector<float>> outputs = {harness.distance, harness.noise, harness.amplitude,
+                                                 harness.pointCloud, harness.intensity};
+      std::vector<float> flagBits(harness.flags.size());
+      std::memcpy(flagBits.data(), harness.flags.data(), flagBits.size() * sizeof(float));
+      outputs.push_back(flagBits);
+      if (first.empty()) first = outputs;
+      for (std::size_t k = 0; k < outputs.size(); ++k) {
+        for (std::size_t i = 0; i < outputs[k].size(); ++i) {
+          ASSERT_TRUE(testing::sameBits(outputs[k][i], first[k][i]))
+              << w << "x" << h << " lanes " << lanes << " output " << k << " [" << i << "]";
+        }
+      }
+    }
+    EXPECT_EQ(simd::vectorLanes(), widest);
   }
 }
 

@@ -1,0 +1,130 @@
+// The four-lane backends' operations against their plain C++ definitions on
+// awkward values (signed zeros, NaN, infinities, halves, the ends of the
+// integer ranges), and the partial-group operations and runner, which must
+// touch exactly the elements they are given.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+#include "common/SimdTestTypes.hpp"
+#include "simd/GroupRunner.hpp"
+#include "simd/SimdScalar.hpp"
+#if defined(__ARM_NEON) || defined(__ARM_NEON__)
+#include "simd/SimdNeon.hpp"
+#elif defined(__SSE2__)
+#include "simd/SimdSse2.hpp"
+#endif
+
+namespace kelvora {
+namespace {
+
+using testing::sameBits;
+
+template <class D>
+class VectorOps : public ::testing::Test {};
+#if defined(__ARM_NEON) || defined(__ARM_NEON__)
+using Backends = ::testing::Types<simd::scalar::Tag, simd::neon::Tag>;
+#elif defined(__SSE2__)
+using Backends = ::testing::Types<simd::scalar::Tag, simd::sse2::Tag>;
+#else
+using Backends = ::testing::Types<simd::scalar::Tag>;
+#endif
+TYPED_TEST_SUITE(VectorOps, Backends);
+
+constexpr float kInf = std::numeric_limits<float>::infinity();
+
+// Pairs of lanes: every value against every other one.
+const std::vector<float> kValues = {0.f,  -0.f,         1.f,           -1.f,  0.5f, -2.5f,
+                                    1e9f, 2147483520.f, -2147483648.f, 3e38f, kInf, -kInf,
+                                    NAN,  4294967296.f, 123.456f,      -7.25f};
+
+template <class D, class Op, class Ref>
+void expectLanewise(Op op, Ref ref) {
+  const D d;
+  for (const float a : kValues) {
+    for (const float b : kValues) {
+      float out[4];
+      StoreU(op(Set(d, a), Set(d, b)), d, out);
+      ASSERT_TRUE(sameBits(out[3], ref(a, b))) << a << " , " << b << ": " << out[3];
+    }
+  }
+}
+
+TYPED_TEST(VectorOps, ArithmeticRoundsOnceAndSelectsLikeTheScalarTernaries) {
+  using D = TypeParam;
+  expectLanewise<D>([](auto x, auto y) { return Div(x, y); },
+                    [](float x, float y) { return x / y; });
+  expectLanewise<D>([](auto x, auto) { return Sqrt(x); },
+                    [](float x, float) { return std::sqrt(x); });
+  expectLanewise<D>([](auto x, auto y) { return Min(x, y); },
+                    [](float x, float y) { return y < x ? y : x; });
+  expectLanewise<D>([](auto x, auto y) { return Max(x, y); },
+                    [](float x, float y) { return x < y ? y : x; });
+  expectLanewise<D>([](auto x, auto y) { return MulAdd(x, y, y); },
+                    [](float x, float y) {
+                      volatile float p = x * y;  // two roundings, never fused
+                      return p + y;
+                    });
+}
+
+TYPED_TEST(VectorOps, ConversionsSaturateAsTheArmInstructionsDo) {
+  using D = TypeParam;
+  const D d;
+  for (const float a : kValues) {
+    uint32_t u[4];
+    StoreU32(TruncateToUnsigned(Set(d, a)), d, u);
+    const uint32_t want = !(a > 0.f) ? 0u : a >= 4294967296.f ? ~0u : static_cast<uint32_t>(a);
+    EXPECT_EQ(u[0], want) << a;
+  }
+  const uint32_t big[4] = {0u, 1u, 0x80000001u, 0xFFFFFF7Fu};
+  float f[4];
+  StoreU(ConvertToFloat(LoadU32(d, big)), d, f);
+  for (int l = 0; l < 4; ++l) EXPECT_EQ(f[l], static_cast<float>(big[l]));
+  // 16-bit wrap-around: the low half of a 32-bit difference, read as int16.
+  const uint16_t samples[4] = {0, 16384, 65535, 40000};
+  StoreU(ConvertToFloat(SignExtend16(Sub(LoadU16ToI32(d, samples), SetI(d, 65535)))), d, f);
+  for (int l = 0; l < 4; ++l) {
+    EXPECT_EQ(f[l], static_cast<float>(static_cast<int16_t>(samples[l] - 65535)));
+  }
+}
+
+TYPED_TEST(VectorOps, InterleavedLoadsAndStoresKeepEveryLane) {
+  const TypeParam d;
+  float xyz[12], out[16];
+  for (int i = 0; i < 12; ++i) xyz[i] = static_cast<float>(i);
+  decltype(Zero(d)) x, y, z;
+  LoadInterleaved3(d, xyz, x, y, z);
+  // Interleaving x with y and taking the even lanes back gives x again.
+  StoreInterleaved4(x, y, z, ConcatEven(InterleaveUpper(x, y), InterleaveLower(x, y)), d, out);
+  for (int i = 0; i < 4; ++i) {
+    for (int c = 0; c < 3; ++c) EXPECT_EQ(out[4 * i + c], xyz[3 * i + c]);
+    EXPECT_EQ(out[4 * i + 3], xyz[3 * i]) << i;
+  }
+}
+
+// The runner covers [begin, end) exactly once, in whole groups then one
+// partial group, and a partial group touches only its own elements.
+TYPED_TEST(VectorOps, GroupsCoverARangeOnceAndPartialOnesStayInside) {
+  const TypeParam d;
+  for (std::size_t end = 1; end <= 15; ++end) {
+    std::vector<float> in(end + 2), out(end + 2, -1.f);
+    for (std::size_t i = 0; i < in.size(); ++i) in[i] = static_cast<float>(i + 1);
+    std::vector<uint32_t> words(end + 2, 7u);
+    simd::ForEachGroup(d, 1, end, [&](auto g, std::size_t i) {
+      g.Store(d, Add(g.Load(d, in.data() + i), Set(d, 100.f)), out.data() + i);
+      g.Store32(d, Or(g.Load32(d, words.data() + i), SetU(d, 8u)), words.data() + i);
+      EXPECT_EQ(decltype(g)::kWhole, i + 4 <= end);
+    });
+    for (std::size_t i = 0; i < out.size(); ++i) {
+      const bool inside = i >= 1 && i < end;
+      EXPECT_EQ(out[i], inside ? in[i] + 100.f : -1.f) << end << " " << i;
+      EXPECT_EQ(words[i], inside ? 15u : 7u) << end << " " << i;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kelvora

@@ -87,18 +87,6 @@ INSTANTIATE_TEST_SUITE_P(Filter2Freq, Filter2FreqVotes,
                                            VoteCase{0, 0, 2, -1}, VoteCase{1, 2, 0, 0},
                                            VoteCase{0, 1, 1, 0}, VoteCase{0, 2, 1, +1}));
 
-TEST(Filter2Freq, DistanceEqualToThresholdDoesNotVote) {
-  const Filter2FreqConstants c = filter2FreqConstants(kF1, kF2);
-  // Two neighbours exactly on the shift (+ votes) and the rest a threshold
-  // away from keeping: with strict comparisons the shift wins.
-  Image img(3, 1, 0.0f);
-  img.at(1, 0) = 3.0f;
-  img.at(0, 0) = 3.0f + c.shift;
-  img.at(2, 0) = 3.0f + c.shift;
-  img.filter();
-  EXPECT_NEAR(img.at(1, 0), wrapped(3.0f + c.shift, c.range), 1e-5f);
-}
-
 TEST(Filter2Freq, CornersEdgesAndThinImagesUseOnlyExistingNeighbours) {
   const Filter2FreqConstants c = filter2FreqConstants(kF1, kF2);
   const float v = 4.0f;

@@ -184,49 +184,5 @@ INSTANTIATE_TEST_SUITE_P(Padding, StrayLightSizes,
                                   std::to_string(s.kw) + "x" + std::to_string(s.kh);
                          });
 
-// Scatter the true signal with the calibration's own model (signal plus the
-// kernel's circular convolution with it, in double) and correct it: what comes
-// back is the true signal.
-TEST(StrayLightScatter, ScatterFromTheModelIsRemoved) {
-  const uint32_t w = 16, h = 12;
-  const testref::ScatterModel model{0.03, 2.0, 0.0, 0.08, {1, 2, 4, 7}, {0.3, 0.8, 1.7, 2.9}};
-  Fixture f(w, h, w, h);
-  KelvoraCalibration& c = *f.calibration;
-  c.psfScale = static_cast<float>(model.scale);
-  c.psfExponent = static_cast<float>(model.exponent);
-  c.psfOffset = static_cast<float>(model.offset);
-  c.psfCentre = static_cast<float>(model.centre);
-  c.psfPointCount = static_cast<uint8_t>(model.radii.size());
-  for (std::size_t i = 0; i < model.radii.size(); ++i) {
-    c.psfRadii[i] = static_cast<float>(model.radii[i]);
-    c.psfValues[i] = static_cast<float>(model.values[i]);
-  }
-  ASSERT_EQ(kelvora_allocateAndCalculatePsf(&c), 0u);
-  f.init();
-
-  std::vector<double> re, im;
-  makeSignal(w * h, 5, re, im);
-  const std::vector<double> k = testref::scatterKernel(model, w, h);
-  std::vector<double> sr, si;
-  circularConvolve(re, im, k, std::vector<double>(w * h, 0.0), w, h, sr, si);
-  for (uint32_t i = 0; i < w * h; ++i) {
-    sr[i] += re[i];
-    si[i] += im[i];
-  }
-  f.load(sr, si);
-  f.run();
-
-  // What is left after the correction is float rounding of the kernel and of
-  // the transforms; the scatter itself is checked to be far above it.
-  const double tol = 2e-5 * std::max(maxAbs(re), maxAbs(im));
-  double worstBefore = 0;
-  for (uint32_t i = 0; i < w * h; ++i) {
-    worstBefore = std::max(worstBefore, std::fabs(sr[i] - re[i]));
-    ASSERT_NEAR(f.probe().real[i], re[i], tol) << "pixel " << i;
-    ASSERT_NEAR(f.probe().imag[i], im[i], tol) << "pixel " << i;
-  }
-  EXPECT_GT(worstBefore, 1000 * tol);  // the scatter was far above the tolerance
-}
-
 }  // namespace
 }  // namespace kelvora

@@ -91,20 +91,6 @@ TYPED_TEST(VectorOps, ConversionsSaturateAsTheArmInstructionsDo) {
   }
 }
 
-TYPED_TEST(VectorOps, InterleavedLoadsAndStoresKeepEveryLane) {
-  const TypeParam d;
-  float xyz[12], out[16];
-  for (int i = 0; i < 12; ++i) xyz[i] = static_cast<float>(i);
-  decltype(Zero(d)) x, y, z;
-  LoadInterleaved3(d, xyz, x, y, z);
-  // Interleaving x with y and taking the even lanes back gives x again.
-  StoreInterleaved4(x, y, z, ConcatEven(InterleaveUpper(x, y), InterleaveLower(x, y)), d, out);
-  for (int i = 0; i < 4; ++i) {
-    for (int c = 0; c < 3; ++c) EXPECT_EQ(out[4 * i + c], xyz[3 * i + c]);
-    EXPECT_EQ(out[4 * i + 3], xyz[3 * i]) << i;
-  }
-}
-
 // The runner covers [begin, end) exactly once, in whole groups then one
 // partial group, and a partial group touches only its own elements.
 TYPED_TEST(VectorOps, GroupsCoverARangeOnceAndPartialOnesStayInside) {

@@ -62,7 +62,8 @@ inline std::vector<float> hostileFloats(std::size_t n, float scale, float edge, 
                             -1e-39f,
                             3e38f,
                             -3e38f};
-  const std::size_t usable = allSpecials ? std::size(specials) : 6;
+  // Next to 0 lie the subnormals.
+  const std::size_t usable = allSpecials ? std::size(specials) : edge == 0.0f ? 4 : 6;
   synth::SplitMix rng(seed);
   std::vector<float> v(n);
   for (float& x : v) {

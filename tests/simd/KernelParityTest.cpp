@@ -114,7 +114,11 @@ Outputs calcPixel(const Tables& t, uint32_t w, uint32_t, const Data& in) {
 
 Outputs calc2Freq(const Tables& t, uint32_t w, uint32_t, const Data& in) {
   const auto dA = in.floats(w, 2.0f, 0.0f, 0), dB = in.floats(w, 2.5f, 0.0f, 1);
-  const auto nA = in.floats(w, 0.02f, 0.0f, 2), nB = in.floats(w, 0.02f, 0.0f, 3);
+  auto nA = in.floats(w, 0.02f, 0.0f, 2), nB = in.floats(w, 0.02f, 0.0f, 3);
+  // Both noises 0 make the combined variance subnormal, which NEON flushes.
+  for (std::size_t i = 0; i < w && !in.allSpecials; ++i) {
+    if (nA[i] == 0.0f && nB[i] == 0.0f) nA[i] = 1e-3f;
+  }
   Outputs out(3, std::vector<float>(w, -1.0f));
   t.core.calc2Freq(
       twoFrequencyConstants(kDefaults.freq1, kDefaults.freq2), w,

@@ -246,8 +246,9 @@ inline VI SignExtend16(VI a) {
 
 // Partial groups: the first n lanes (n below the lane count) from or to
 // memory; the other lanes read as zero and are never written.
+// The comparison in int: GCC 12's ARM vectoriser breaks on a 64-bit one here.
 inline M FirstN(Tag, std::size_t n) {
-  KELVORA_SCALAR_MAP(M, static_cast<std::size_t>(i) < n ? ~0u : 0u);
+  KELVORA_SCALAR_MAP(M, i < static_cast<int>(n) ? ~0u : 0u);
 }
 inline VF LoadN(Tag, const float* p, std::size_t n) {
   VF r{{0.f, 0.f, 0.f, 0.f}};

@@ -36,7 +36,7 @@ constexpr bool built(Target t) {
   return false;
 }
 
-bool supported(Target t) {
+bool supported([[maybe_unused]] Target t) {
 #if defined(KELVORA_WIDE_X86)
   // Also checks that the operating system saves the wider registers.
   if (t == Target::kAvx2 || t == Target::kAvx512) {

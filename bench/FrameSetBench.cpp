@@ -1,6 +1,7 @@
 // One whole frame set through the three core drivers (grey frame, two
-// frequencies, combine) on a rendered scene, and each stage of it on its own,
-// at the small and the large sensor size. Per-pixel costs are reported as
+// frequencies, combine) on a rendered scene at each vector width, and each
+// stage of it on its own on each vector target (the scalar path included), at
+// the small and the large sensor size. Per-pixel costs are reported as
 // counters so the two sizes can be compared directly.
 #include <benchmark/benchmark.h>
 
@@ -28,7 +29,7 @@
 #include "filters/MultipathFlags.hpp"
 #include "filters/PointCloud.hpp"
 #include "filters/StrayLight.hpp"
-#include "simd/WideVectors.hpp"
+#include "simd/Targets.hpp"
 #include "synthetic/DefaultParameters.hpp"
 #include "synthetic/OutputArrays.hpp"
 #include "synthetic/SceneRenderer.hpp"
@@ -105,25 +106,34 @@ void perPixel(benchmark::State& state, uint32_t n, const char* name = "ns_per_pi
       benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
-// Caps the vectors of the hot stages at `lanes` (4: the baseline backend, 8:
-// AVX2, 16: AVX-512 on x86-64) for one benchmark and restores the default
-// afterwards.
-class WideVectorChoice {
+// Runs one benchmark on one vector target and restores the default
+// afterwards; skips it where the target is missing.
+class TargetChoice {
  public:
-  WideVectorChoice(benchmark::State& state, int64_t lanes)
-      : previous_(simd::setVectorLanes(static_cast<unsigned>(lanes))) {
-    ok_ = static_cast<int64_t>(simd::vectorLanes()) == lanes;
-    if (!ok_) state.SkipWithError("vectors that wide are not supported here");
+  TargetChoice(benchmark::State& state, simd::Target target)
+      : ok_(simd::targetAvailable(target)), previous_(simd::selectTarget(target)) {
+    if (!ok_) state.SkipWithError("target not available here");
   }
-  ~WideVectorChoice() { simd::setVectorLanes(previous_); }
-  WideVectorChoice(const WideVectorChoice&) = delete;
-  WideVectorChoice& operator=(const WideVectorChoice&) = delete;
+  ~TargetChoice() { simd::selectTarget(previous_); }
+  TargetChoice(const TargetChoice&) = delete;
+  TargetChoice& operator=(const TargetChoice&) = delete;
   bool ok() const { return ok_; }
 
  private:
-  unsigned previous_;
-  bool ok_ = false;
+  bool ok_;
+  simd::Target previous_;
 };
+
+// The target of a width: AVX-512, AVX2, or the four-lane one this library
+// is built for.
+simd::Target widthTarget(int64_t lanes) {
+  if (lanes == 16) return simd::Target::kAvx512;
+  if (lanes == 8) return simd::Target::kAvx2;
+  const unsigned previous = simd::setVectorLanes(4);
+  const simd::Target baseline = simd::selectedTarget();
+  simd::setVectorLanes(previous);
+  return baseline;
+}
 
 void sizes(benchmark::internal::Benchmark* b) {
   b->ArgNames({"w", "h", "lanes"})->Unit(benchmark::kMicrosecond);
@@ -133,8 +143,8 @@ void sizes(benchmark::internal::Benchmark* b) {
 }
 
 void BM_FrameSet(benchmark::State& state) {
-  const WideVectorChoice wide(state, state.range(2));
-  if (!wide.ok()) return;
+  const TargetChoice target(state, widthTarget(state.range(2)));
+  if (!target.ok()) return;
   FrameSet s(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)), false);
   for (auto _ : state) {
     s.processWhole();
@@ -239,13 +249,15 @@ void BM_FrameSetStage(benchmark::State& state) {
   const auto stage = static_cast<Stage>(state.range(0));
   const uint32_t w = static_cast<uint32_t>(state.range(1));
   const uint32_t h = static_cast<uint32_t>(state.range(2));
+  const TargetChoice target(state, static_cast<simd::Target>(state.range(3)));
+  if (!target.ok()) return;
   FrameSet s(w, h, stage == kStrayLight);
   if (stage == kStrayLight && !s.parameters.useRemoveStrayLight) {
     state.SkipWithError("no stray-light kernel");
     return;
   }
-  state.SetLabel(std::string(kStageNames[stage]) + " (" + std::to_string(simd::vectorLanes()) +
-                 " lanes where available)");
+  state.SetLabel(std::string(kStageNames[stage]) + " on " +
+                 simd::targetName(simd::selectedTarget()));
   // Stages that work in place (stray light, the filters) see their own output
   // again; restore the frame set's state now and then so they keep working on
   // realistic data. The restore is not timed.
@@ -262,10 +274,13 @@ void BM_FrameSetStage(benchmark::State& state) {
   perPixel(state, s.n);
 }
 void stages(benchmark::internal::Benchmark* b) {
-  b->ArgNames({"stage", "w", "h"})->Unit(benchmark::kMicrosecond);
+  b->ArgNames({"stage", "w", "h", "target"})->Unit(benchmark::kMicrosecond);
   for (int64_t st = 0; st < kStageCount; ++st) {
-    b->Args({st, 224, 172});
-    if (st != kStrayLight) b->Args({st, 640, 480});
+    for (unsigned t = 0; t < simd::kTargetCount; ++t) {
+      if (!simd::targetAvailable(static_cast<simd::Target>(t))) continue;
+      b->Args({st, 224, 172, t});
+      if (st != kStrayLight) b->Args({st, 640, 480, t});
+    }
   }
 }
 BENCHMARK(BM_FrameSetStage)->Apply(stages);
@@ -273,8 +288,8 @@ BENCHMARK(BM_FrameSetStage)->Apply(stages);
 // Unscrambling, the per-pixel stage and the unwrapping of both frequencies,
 // as the drivers run them, per pixel and frequency.
 void BM_FrameSetRawToDistance(benchmark::State& state) {
-  const WideVectorChoice wide(state, state.range(2));
-  if (!wide.ok()) return;
+  const TargetChoice target(state, widthTarget(state.range(2)));
+  if (!target.ok()) return;
   FrameSet s(static_cast<uint32_t>(state.range(0)), static_cast<uint32_t>(state.range(1)), false);
   for (auto _ : state) {
     for (uint32_t f = 0; f < 2; ++f) {

@@ -5,7 +5,7 @@
 #include "base/KelvoraIntermediate.hpp"
 #include "base/KelvoraOutput.hpp"
 #include "base/KelvoraParameter.hpp"
-#include "simd/WideVectors.hpp"
+#include "core/CoreKernels.hpp"
 
 namespace kelvora {
 
@@ -52,14 +52,7 @@ void calcPixel(const KelvoraInput* input, const KelvoraParameter* parameters,
   b.distance = probe.distance;
   b.distanceNoise = probe.distanceNoise;
   b.flags = output->flags;
-  const uint32_t n = pixelCountOf(*parameters);
-  uint32_t done = 0;
-#if defined(KELVORA_WIDE_X86)
-  const unsigned lanes = simd::vectorLanes();
-  if (lanes >= 16) done = calcPixelWideGroupsAvx512(c, b, n);
-  if (lanes >= 8) done += calcPixelWideGroupsAvx2(c, calcPixelBuffersFrom(b, done), n - done);
-#endif
-  CalcPixelRun(simd::NativeTag(), c, calcPixelBuffersFrom(b, done), n - done);
+  coreKernels().calcPixel(c, b, pixelCountOf(*parameters));
 }
 
 }  // namespace kelvora

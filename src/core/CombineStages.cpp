@@ -1,21 +1,24 @@
 #include "core/CombineStages.hpp"
 
-#include <cmath>
-
-#include "simd/WideVectors.hpp"
+#include "base/KelvoraOutput.hpp"
+#include "base/KelvoraParameter.hpp"
+#include "base/PixelFlags.hpp"
+#include "core/CoreKernels.hpp"
 
 namespace kelvora {
 
 void wrapSingleFrequencyDistance(uint32_t n, const float* in, float range, float* out) {
-  WrapDistanceKernel(simd::NativeTag(), n, in, range, out);
+  coreKernels().wrapDistance(n, in, range, out);
 }
 
 void flagNoise(uint32_t n, const float* noise, float threshold, uint32_t* flagsOut) {
-  FlagNoiseKernel(simd::NativeTag(), n, noise, threshold, flagsOut);
+  coreKernels().flagNoise(n, noise, threshold, flagsOut);
 }
 
 void flagFlyingPixels(const KelvoraParameter& p, const float* distance, uint32_t* flagsOut) {
-  FlagFlyingPixelsKernel(simd::NativeTag(), p, distance, flagsOut, simd::vectorLanes());
+  const FlyingPixelLimits limits{p.flyingPixelNearDist, p.flyingPixelFarDist, p.flyingPixelF0,
+                                 p.flyingPixelF1};
+  coreKernels().flagFlyingPixels(limits, p.width, p.height, distance, flagsOut);
 }
 
 void validateImage(const KelvoraParameter& p, KelvoraOutput& out) {

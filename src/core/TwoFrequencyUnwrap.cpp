@@ -1,6 +1,6 @@
 #include "core/TwoFrequencyUnwrap.hpp"
 
-#include "simd/WideVectors.hpp"
+#include "core/CoreKernels.hpp"
 
 namespace kelvora {
 
@@ -48,20 +48,7 @@ void calc2Freq_arm(uint32_t n, const float* dA, const float* dB, const float* no
                    float* differenceOut, float* noiseOut) {
   const TwoFrequencyConstants c = twoFrequencyConstants(f1, f2);
   if (!c.valid) return;
-  uint32_t done = 0;
-#if defined(KELVORA_WIDE_X86)
-  const unsigned lanes = simd::vectorLanes();
-  if (lanes >= 16) {
-    done = calc2FreqWideGroupsAvx512(c, n, dA, dB, noiseA, noiseB, distanceOut, differenceOut,
-                                     noiseOut);
-  }
-  if (lanes >= 8) {
-    done += calc2FreqWideGroupsAvx2(c, n - done, dA + done, dB + done, noiseA + done, noiseB + done,
-                                    distanceOut + done, differenceOut + done, noiseOut + done);
-  }
-#endif
-  Calc2FreqRun(simd::NativeTag(), c, n - done, dA + done, dB + done, noiseA + done, noiseB + done,
-               distanceOut + done, differenceOut + done, noiseOut + done);
+  coreKernels().calc2Freq(c, n, {dA, dB, noiseA, noiseB, distanceOut, differenceOut, noiseOut});
 }
 
 }  // namespace kelvora

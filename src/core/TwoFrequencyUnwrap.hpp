@@ -6,9 +6,6 @@
 // measurements are blended by inverse noise variance.
 #include <cstdint>
 
-#include "core/KernelMath.hpp"
-#include "simd/Simd.hpp"
-
 namespace kelvora {
 
 // gcd(a, b) with a*x + b*y = gcd in two's complement (coefficients may be
@@ -41,84 +38,15 @@ struct TwoFrequencyConstants {
 
 TwoFrequencyConstants twoFrequencyConstants(uint32_t f1, uint32_t f2);
 
-// count must be a multiple of the backend's lane count.
-template <class D>
-void Calc2FreqKernel(D d, const TwoFrequencyConstants& c, uint32_t count, const float* dA,
-                     const float* dB, const float* noiseA, const float* noiseB, float* distanceOut,
-                     float* differenceOut, float* noiseOut) {
-  const auto floorV = Set(d, kVarianceFloor);
-  const auto one = Set(d, 1.0f);
-  const auto invRL = Set(d, c.invRL);
-  const auto RL = Set(d, c.RL);
-  const auto N = Set(d, c.N);
-  const auto invN = Set(d, c.invN);
-  const auto K = Set(d, c.K);
-  const auto plusHalf = Set(d, 0.5f);
-  const auto minusHalf = Set(d, -0.5f);
-  for (uint32_t i = 0; i < count; i += static_cast<uint32_t>(D::kLanes)) {
-    const auto a = LoadU(d, dA + i);
-    const auto b = LoadU(d, dB + i);
-    const auto sa = LoadU(d, noiseA + i);
-    const auto sb = LoadU(d, noiseB + i);
-    const auto wA = Reciprocal(Add(Mul(sa, sa), floorV));
-    const auto wB = Reciprocal(Add(Mul(sb, sb), floorV));
-    const auto V = Reciprocal(Add(wA, wB));
-    const auto alpha = Mul(wA, V);
-
-    const auto x = Mul(Sub(a, b), invRL);
-    // Nearest integer, halves away from zero.
-    const auto m =
-        ConvertToFloat(TruncateToInt(Add(x, IfThenElse(SignBitSet(x), minusHalf, plusHalf))));
-    const auto r = Sub(x, m);
-    const auto shareA = Mul(Sub(alpha, one), r);
-    const auto yA = Add(Mul(a, invRL), shareA);
-    const auto z = Sub(yA, Mul(m, K));
-    const auto w = Sub(z, Mul(simd::FloorViaTruncate(d, Mul(z, invN)), N));
-    StoreU(Mul(w, RL), d, distanceOut + i);
-    // With both noises 0, V is below the normal range: NEON flushes it to 0.
-    StoreU(SqrtKeepZero(d, V), d, noiseOut + i);
-    const auto shareB = Mul(alpha, r);
-    StoreU(Mul(RL, SqrtKeepZero(d, Add(Mul(shareA, shareA), Mul(shareB, shareB)))), d,
-           differenceOut + i);
-  }
-}
-
-// Whole groups through the kernel, a last partial group through staging
-// buffers, so nothing outside the n elements is read or written.
-template <class D>
-void Calc2FreqRun(D d, const TwoFrequencyConstants& c, uint32_t n, const float* dA, const float* dB,
-                  const float* noiseA, const float* noiseB, float* distanceOut,
-                  float* differenceOut, float* noiseOut) {
-  static_assert(D::kLanes == 4, "the staged tail is one group of four");
-  const uint32_t whole = n & ~3u;
-  Calc2FreqKernel(d, c, whole, dA, dB, noiseA, noiseB, distanceOut, differenceOut, noiseOut);
-  if (whole == n) return;
-  float in[4][4] = {};
-  float out[3][4] = {};
-  for (uint32_t i = whole; i < n; ++i) {
-    in[0][i - whole] = dA[i];
-    in[1][i - whole] = dB[i];
-    in[2][i - whole] = noiseA[i];
-    in[3][i - whole] = noiseB[i];
-  }
-  Calc2FreqKernel(d, c, 4, in[0], in[1], in[2], in[3], out[0], out[1], out[2]);
-  for (uint32_t i = whole; i < n; ++i) {
-    distanceOut[i] = out[0][i - whole];
-    differenceOut[i] = out[1][i - whole];
-    noiseOut[i] = out[2][i - whole];
-  }
-}
-
-#if defined(KELVORA_WIDE_X86)
-// The whole groups of eight (sixteen) of n pixels on the AVX2 (AVX-512)
-// backend, in core/WideStages.inl; return how many
-// pixels they did.
-uint32_t calc2FreqWideGroupsAvx2(const TwoFrequencyConstants& c, uint32_t n, const float* dA,
-                                 const float* dB, const float* noiseA, const float* noiseB,
-                                 float* distanceOut, float* differenceOut, float* noiseOut);
-uint32_t calc2FreqWideGroupsAvx512(const TwoFrequencyConstants& c, uint32_t n, const float* dA,
-                                   const float* dB, const float* noiseA, const float* noiseB,
-                                   float* distanceOut, float* differenceOut, float* noiseOut);
-#endif
+// The per-pixel inputs and outputs, n elements each (see calc2Freq_arm).
+struct TwoFrequencyBuffers {
+  const float* distanceA;
+  const float* distanceB;
+  const float* noiseA;
+  const float* noiseB;
+  float* distance;
+  float* difference;
+  float* noise;
+};
 
 }  // namespace kelvora

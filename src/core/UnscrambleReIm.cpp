@@ -3,7 +3,7 @@
 #include "base/KelvoraIntermediate.hpp"
 #include "base/KelvoraOutput.hpp"
 #include "base/KelvoraParameter.hpp"
-#include "simd/WideVectors.hpp"
+#include "core/CoreKernels.hpp"
 
 namespace kelvora {
 
@@ -11,10 +11,16 @@ void unscrambleReIm_flagSaturation_arm(const KelvoraInput* /*input*/,
                                        const KelvoraParameter* parameters,
                                        KelvoraIntermediateProbeData* probe, KelvoraOutput* output,
                                        const uint16_t* const* frames) {
-  UnscrambleReImKernel(simd::NativeTag(), parameters->width, parameters->height,
-                       parameters->saturationThresholdLower, parameters->saturationThresholdUpper,
-                       frames, probe->imag, probe->real, probe->asymmetry, output->flags,
-                       simd::vectorLanes());
+  const UnscrambleFrames f{{frames[0], frames[1], frames[2], frames[3]},
+                           parameters->width,
+                           parameters->height,
+                           parameters->saturationThresholdLower,
+                           parameters->saturationThresholdUpper,
+                           probe->imag,
+                           probe->real,
+                           probe->asymmetry,
+                           output->flags};
+  coreKernels().unscrambleReIm(f);
 }
 
 }  // namespace kelvora

@@ -2,6 +2,7 @@
 // Edge-preserving smoothing of the distance image: a bilateral filter whose
 // range term is a Gaussian of 2.5 times each pixel's own distance noise, so
 // flat areas are averaged while steps of many noise units stay sharp.
+#include <cstddef>
 #include <cstdint>
 
 namespace kelvora {
@@ -15,5 +16,15 @@ namespace kelvora {
 // padded or not.
 void filterAdaptiveNoise_arm(int width, int height, uint8_t radius, float* scratch,
                              const float* noise, const uint32_t* flags, float* distance);
+
+// One image's buffers; width is also the row stride.
+struct AdaptiveNoiseImage {
+  std::size_t width;
+  std::size_t height;
+  const float* scratch;  // unfiltered distances
+  const float* noise;
+  const uint32_t* flags;
+  float* distance;
+};
 
 }  // namespace kelvora

@@ -6,13 +6,9 @@
 // result is a normal float (z down to about -87.3); E(0) is 0.99876, not 1.
 // The results are part of the adaptive noise filter's fixed output, so the
 // constants and the order of operations must not change.
-#include <cstdint>
-#include <cstring>
-
-#include "base/SaturatingConvert.hpp"
 #include "simd/Simd.hpp"
 
-namespace kelvora {
+namespace kelvora::KELVORA_TARGET {
 
 namespace fastexp {
 constexpr float kLog2e = 1.442695f;
@@ -22,47 +18,12 @@ constexpr float kMantissaScale = 8388608.0f;  // 2^23
 constexpr float kBias = 127.00248f;           // exponent bias plus a small offset
 constexpr float kLinear = -0.34895322f;
 constexpr float kQuadratic = 0.3440011f;
-// From 2^23 on every float is an integer, so trunc(p) = p; converting such p
-// to int32 could overflow.
-constexpr float kAllIntegral = 8388608.0f;
 }  // namespace fastexp
 
-// Scalar form; every lane of FastExp below yields exactly these bits.
-inline float fastExp(float z) {
-  float p = z * fastexp::kLog2e;
-  if (p < fastexp::kMinPower) p = fastexp::kMinPower;
-  float whole = p;
-  if (p > -fastexp::kAllIntegral && p < fastexp::kAllIntegral) {
-    whole = static_cast<float>(static_cast<int32_t>(p));
-  }
-  const float f = p - whole + 1.0f;
-  const float poly = f * (fastexp::kLinear + fastexp::kQuadratic * f);
-  const uint32_t bits = saturatingToUnsigned(fastexp::kMantissaScale * (p + fastexp::kBias + poly));
-  float r;
-  std::memcpy(&r, &bits, sizeof r);
-  return r;
-}
-
-template <class D, class VF = decltype(Zero(D()))>
-inline VF FastExp(D d, VF z) {
-  using namespace fastexp;
-  VF p = Mul(z, Set(d, kLog2e));
-  // Max keeps p for NaN, as the scalar comparison above does.
-  p = Max(p, Set(d, kMinPower));
-  const auto small = Lt(Abs(p), Set(d, kAllIntegral));
-  // Large and NaN lanes are zeroed before the conversion so it never overflows.
-  const VF truncated = ConvertToFloat(TruncateToInt(IfThenElseZero(small, p)));
-  const VF whole = IfThenElse(small, truncated, p);
-  const VF f = Add(Sub(p, whole), Set(d, 1.0f));
-  const VF poly = Mul(f, Add(Set(d, kLinear), Mul(Set(d, kQuadratic), f)));
-  const VF scaled = Mul(Set(d, kMantissaScale), Add(Add(p, Set(d, kBias)), poly));
-  return BitCastToFloat(TruncateToUnsigned(scaled));
-}
-
-// FastExp for arguments that are not positive (or NaN), the range weights'
-// case. There p lies in [-127, 0] once clamped, so the truncations fit int32
-// without guards, and a NaN argument, which FastExp maps to 0, is clamped to
-// -127 whose result is 0 as well. Same bits as FastExp on that domain.
+// E(z) for arguments that are not positive (or NaN), the range weights' case.
+// There p lies in [-127, 0] once clamped, so the truncations fit int32
+// without guards, and a NaN argument is clamped to -127 whose result is 0,
+// as the saturating conversion of the definition gives for NaN.
 template <class D, class VF = decltype(Zero(D()))>
 inline VF FastExpNonPositive(D d, VF z) {
   using namespace fastexp;
@@ -76,4 +37,4 @@ inline VF FastExpNonPositive(D d, VF z) {
   return BitCastToFloat(TruncateToInt(Max(Zero(d), scaled)));
 }
 
-}  // namespace kelvora
+}  // namespace kelvora::KELVORA_TARGET

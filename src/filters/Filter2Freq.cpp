@@ -4,14 +4,62 @@
 #include <cstring>
 
 #include "core/TwoFrequencyUnwrap.hpp"
-#include "filters/Filter2FreqKernel.hpp"
-#include "simd/WideVectors.hpp"
+#include "filters/FilterKernels.hpp"
 
 namespace kelvora {
 
 namespace {
 
 constexpr float kHalfSpeedOfLight = 149852320.0f;
+
+// floor(v / R) as the vector form computes it: truncation of v * (1/R),
+// stepped down where it went up; values beyond the int32 range kept.
+float floorInRanges(float v, const Filter2FreqConstants& c) {
+  const float q = v * c.invRange;
+  if (!(std::fabs(q) < 2147483648.0f)) return q;
+  const float t = static_cast<float>(static_cast<int32_t>(q));
+  return t > q ? t - 1.0f : t;
+}
+
+float wrapCentred(float v, const Filter2FreqConstants& c) {
+  return v - floorInRanges(v, c) * c.range - c.half;
+}
+
+// d moved by a correction and wrapped into [0, R).
+float corrected(float d, float correction, const Filter2FreqConstants& c) {
+  const float v = d + correction;
+  float wrapped = v - floorInRanges(v, c) * c.range;
+  if (wrapped < 0.0f) wrapped += c.range;
+  if (wrapped >= c.range) wrapped -= c.range;
+  return wrapped;
+}
+
+// One border pixel with the neighbours that exist; reads scratch only. The
+// interior runs through the vector kernel with the same votes.
+float borderPixel(const float* scratch, int width, int height, int x, int y,
+                  const Filter2FreqConstants& c) {
+  const float d = scratch[static_cast<std::size_t>(y) * width + x];
+  int keep = 1;  // the pixel votes for itself
+  int plus = 0;
+  int minus = 0;
+  for (int ny = y - 1; ny <= y + 1; ++ny) {
+    if (ny < 0 || ny >= height) continue;
+    for (int nx = x - 1; nx <= x + 1; ++nx) {
+      if (nx < 0 || nx >= width || (nx == x && ny == y)) continue;
+      const float e = (d + c.half) - scratch[static_cast<std::size_t>(ny) * width + nx];
+      if (std::fabs(wrapCentred(e, c)) < c.threshold) {
+        ++keep;
+      } else if (std::fabs(wrapCentred(e + c.shift, c)) < c.threshold) {
+        ++plus;
+      } else if (std::fabs(wrapCentred(e - c.shift, c)) < c.threshold) {
+        ++minus;
+      }
+    }
+  }
+  if (keep < plus) return corrected(d, plus < minus ? -c.shift : c.shift, c);
+  if (minus > keep) return corrected(d, -c.shift, c);
+  return d;
+}
 
 }  // namespace
 
@@ -40,7 +88,20 @@ void filter2Freq(int width, int height, uint32_t freq1, uint32_t freq2, float* s
   const Filter2FreqConstants c = filter2FreqConstants(freq1, freq2);
   std::memcpy(scratch, distance,
               static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * sizeof(float));
-  Filter2FreqImage(simd::NativeTag(), c, width, height, scratch, distance, simd::vectorLanes());
+  const auto border = [&](int x, int y) {
+    distance[static_cast<std::size_t>(y) * width + x] =
+        borderPixel(scratch, width, height, x, y, c);
+  };
+  for (int y = 0; y < height; ++y) {
+    if (y == 0 || y == height - 1) {
+      for (int x = 0; x < width; ++x) border(x, y);
+    } else {
+      border(0, y);
+      if (width > 1) border(width - 1, y);
+    }
+  }
+  filterKernels().filter2FreqInterior(c, static_cast<uint32_t>(width),
+                                      static_cast<uint32_t>(height), scratch, distance);
 }
 
 }  // namespace kelvora

@@ -2,7 +2,9 @@
 // Multipath interference makes the two modulation frequencies disagree. This
 // stage measures the disagreement per pixel in amplitude and in distance,
 // optionally smooths each measure with a 3x3 median, and flags pixels whose
-// disagreement exceeds a noise-scaled threshold with a fixed floor.
+// disagreement exceeds a noise-scaled threshold with a fixed floor. The
+// per-pixel parts are vector kernels (filters/MultipathFlagsKernel.hpp).
+#include <cstdint>
 
 namespace kelvora {
 
@@ -17,5 +19,21 @@ struct KelvoraOutput;
 // and 0x41 (distance) into the output flags. Allocates nothing.
 void kelvora_flagMultipath(const KelvoraParameter* parameters, KelvoraIntermediate* intermediate,
                            KelvoraOutput* output);
+
+// Guards only the ratio's division: a frequency-1 amplitude of exactly 0 gives
+// a huge ratio rather than a division by zero.
+constexpr float kMultipathRatioGuard = 1e-10f;
+
+// The inputs and outputs of the per-pixel measures.
+struct MultipathMeasureBuffers {
+  const float* normAmplitude0;
+  const float* normAmplitude1;
+  const float* rawNoise0;
+  const float* amplitude0;
+  const float* rawNoise1;
+  const float* amplitude1;
+  float* ratio;
+  float* noise;
+};
 
 }  // namespace kelvora

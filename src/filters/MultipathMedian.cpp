@@ -1,13 +1,14 @@
 #include "filters/MultipathMedian.hpp"
 
-#include "filters/MultipathMedianKernel.hpp"
-#include "simd/Simd.hpp"
-#include "simd/WideVectors.hpp"
+#include <cstring>
+
+#include "filters/FilterKernels.hpp"
 
 namespace kelvora {
 
 void zyn_mpiFastMedian(uint32_t width, uint32_t height, float* data, float* scratch) {
-  multipathMedian(simd::NativeTag(), width, height, data, scratch, simd::vectorLanes());
+  std::memcpy(scratch, data, sizeof(float) * width * height);
+  filterKernels().median(width, height, scratch, data);
 }
 
 }  // namespace kelvora

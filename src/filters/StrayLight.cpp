@@ -7,15 +7,15 @@
 
 #include "base/KelvoraCalibration.hpp"
 #include "base/KelvoraIntermediate.hpp"
-#include "filters/StrayLightKernels.hpp"
-#include "simd/Simd.hpp"
+#include "filters/FilterKernels.hpp"
 
 namespace kelvora {
 
 void removeStrayLight(KelvoraIntermediateProbeData* probeData,
                       KelvoraIntermediateStrayLight* strayLight,
                       const KelvoraCalibration* calibration) {
-  const simd::NativeTag d;
+  static_assert(sizeof(kiss_fft_cpx) == 2 * sizeof(float), "kissfft must be built for float");
+  const FilterKernels& kernels = filterKernels();
   const uint32_t w = calibration->calibrationROI[2];
   const uint32_t h = calibration->calibrationROI[3];
   const uint32_t width = calibration->psfWidth;
@@ -32,8 +32,9 @@ void removeStrayLight(KelvoraIntermediateProbeData* probeData,
 
   for (uint32_t y = 0; y < h; ++y) {
     const std::size_t pixel = static_cast<std::size_t>(y) * w;
-    padRowStrayLight(d, probeData->real + pixel, probeData->imag + pixel, w, ox, width,
-                     a + static_cast<std::size_t>(top + y) * width);
+    kernels.strayLightPadRow(
+        probeData->real + pixel, probeData->imag + pixel, w, ox, width,
+        reinterpret_cast<float*>(a + static_cast<std::size_t>(top + y) * width));
   }
   for (uint32_t y = 0; y < top; ++y) {
     std::memcpy(a + static_cast<std::size_t>(y) * width, a + static_cast<std::size_t>(top) * width,
@@ -45,15 +46,17 @@ void removeStrayLight(KelvoraIntermediateProbeData* probeData,
   }
 
   kiss_fftnd(strayLight->forwardPlan, a, b);
-  multiplySpectrumStrayLight(d, b, calibration->psf, static_cast<std::size_t>(width) * height);
+  kernels.strayLightMultiply(reinterpret_cast<float*>(b), calibration->psf,
+                             static_cast<std::size_t>(width) * height);
   // The inverse transform is unnormalised; the write-back divides by W x H.
   kiss_fftnd(strayLight->inversePlan, b, a);
 
   const float scale = 1.0f / static_cast<float>(width * height);
   for (uint32_t y = 0; y < h; ++y) {
     const std::size_t pixel = static_cast<std::size_t>(y) * w;
-    writeBackRowStrayLight(d, a + static_cast<std::size_t>(top + y) * width + ox, w, scale,
-                           probeData->real + pixel, probeData->imag + pixel);
+    kernels.strayLightWriteBackRow(
+        reinterpret_cast<const float*>(a + static_cast<std::size_t>(top + y) * width + ox), w,
+        scale, probeData->real + pixel, probeData->imag + pixel);
   }
 }
 

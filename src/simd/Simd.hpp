@@ -1,53 +1,47 @@
 #pragma once
-// The vector layer. Kernels are templates over a backend tag `D` and call the
-// free functions of that backend (Load, Add, MulAdd, IfThenElse, ...);
-// `NativeTag` is the four-lane backend the library runs, and `AllTags` lists
-// every four-lane backend compiled into this build so tests can run each
-// kernel on each one. A tag's `kLanes` is its width; the wider x86 backends
-// exist only in translation units built for them (WideVectors.hpp).
+// The vector layer as one target's translation unit sees it. Such a unit
+// defines exactly one of KELVORA_TARGET_SCALAR, _SSE2, _NEON, _AVX2 and
+// _AVX512 before including anything; this header then brings in that backend
+// alone and names the target's namespace KELVORA_TARGET. Kernel sources put
+// everything they define inside kelvora::KELVORA_TARGET, so inline functions
+// and templates built with AVX2 enabled get other mangled names than the
+// baseline ones and the linker can never hand the one to a caller of the other.
+// Kernel sources call only the vector layer and their own helpers, no
+// function of the standard library that the compiler could emit out of line.
 #include <cstddef>
 #include <cstdint>
-#include <tuple>
 
+#if defined(KELVORA_TARGET_SCALAR)
 #include "simd/SimdScalar.hpp"
-
-#if !defined(KELVORA_FORCE_SCALAR) && (defined(__ARM_NEON) || defined(__ARM_NEON__))
-#define KELVORA_SIMD_HAVE_NEON 1
-#include "simd/SimdNeon.hpp"
-#elif !defined(KELVORA_FORCE_SCALAR) && (defined(__SSE2__) || defined(_M_X64))
-#define KELVORA_SIMD_HAVE_SSE2 1
+#define KELVORA_TARGET scalar
+#define KELVORA_TARGET_ENUM ::kelvora::simd::Target::kScalar
+#elif defined(KELVORA_TARGET_SSE2)
 #include "simd/SimdSse2.hpp"
-#endif
-
-#if defined(KELVORA_SIMD_HAVE_SSE2) && defined(__AVX2__) && defined(KELVORA_WIDE_X86)
+#define KELVORA_TARGET sse2
+#define KELVORA_TARGET_ENUM ::kelvora::simd::Target::kSse2
+#elif defined(KELVORA_TARGET_NEON)
+#include "simd/SimdNeon.hpp"
+#define KELVORA_TARGET neon
+#define KELVORA_TARGET_ENUM ::kelvora::simd::Target::kNeon
+#elif defined(KELVORA_TARGET_AVX2)
 #include "simd/SimdAvx2.hpp"
-#endif
-#if defined(KELVORA_SIMD_HAVE_SSE2) && defined(__AVX512F__) && defined(KELVORA_WIDE_X86)
+#define KELVORA_TARGET avx2
+#define KELVORA_TARGET_ENUM ::kelvora::simd::Target::kAvx2
+#elif defined(KELVORA_TARGET_AVX512)
 #include "simd/SimdAvx512.hpp"
-#endif
-
-namespace kelvora::simd {
-
-// Width of the four-lane backends, and the grouping the stages' visible
-// counts follow (e.g. point-cloud slots).
-constexpr std::size_t kLanes = 4;
-
-#if defined(KELVORA_SIMD_HAVE_NEON)
-using NativeTag = neon::Tag;
-using AllTags = std::tuple<scalar::Tag, neon::Tag>;
-#elif defined(KELVORA_SIMD_HAVE_SSE2)
-using NativeTag = sse2::Tag;
-using AllTags = std::tuple<scalar::Tag, sse2::Tag>;
+#define KELVORA_TARGET avx512
+#define KELVORA_TARGET_ENUM ::kelvora::simd::Target::kAvx512
 #else
-using NativeTag = scalar::Tag;
-using AllTags = std::tuple<scalar::Tag>;
+#error "define the translation unit's KELVORA_TARGET_... before including simd/Simd.hpp"
 #endif
 
-// Pixel counts rounded up to whole vectors: every per-pixel buffer holds this
-// many elements so kernels never need a tail inside the hot loop.
-constexpr uint32_t roundUpToLanes(uint32_t n) {
-  return (n + 3u) & ~3u;
-}
+#include "simd/GroupRunner.hpp"
+#include "simd/Targets.hpp"
+
+namespace kelvora::KELVORA_TARGET {
+
+// The backend of this translation unit.
+using Tag = simd::KELVORA_TARGET::Tag;
 
 // floor() for |x| < 2^31: truncate, then step down where truncation went up.
 template <class D, class VF = decltype(Zero(D()))>
@@ -56,4 +50,4 @@ inline VF FloorViaTruncate(D d, VF x) {
   return Sub(t, IfThenElseZero(Gt(t, x), Set(d, 1.0f)));
 }
 
-}  // namespace kelvora::simd
+}  // namespace kelvora::KELVORA_TARGET

@@ -1,12 +1,11 @@
 #pragma once
-// Eight-lane AVX2 backend for the hottest per-pixel stages on x86-64. Only
-// translation units built with AVX2 enabled include it, and the library calls
-// them only after checking the processor at run time (WideVectors.hpp).
+// Eight-lane AVX2 backend on x86-64. Only the AVX2 target's translation units
+// include it, and the library selects that target only after checking the
+// processor at run time (simd/Targets.hpp).
 //
 // Every operation is the eight-lane twin of the SSE2 one, with the same IEEE
 // results (exact division and square root, the same NaN and signed-zero rules
-// for Min and Max), so a pixel gets the same bits on either backend: a stage
-// runs its whole groups of eight here and finishes on the four-lane backend.
+// for Min and Max), so a pixel gets the same bits on either backend.
 #if !defined(__AVX2__)
 #error "SimdAvx2.hpp needs a translation unit built with AVX2 enabled"
 #endif
@@ -32,7 +31,6 @@ struct M {
 
 struct Tag {
   static constexpr const char* kName = "avx2";
-  static constexpr bool kExactDivision = true;
   static constexpr std::size_t kLanes = 8;
 };
 
@@ -66,8 +64,29 @@ inline void StoreU(VF a, Tag, float* p) {
 inline void StoreU32(VU a, Tag, uint32_t* p) {
   _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), a.v);
 }
-inline void StoreI(VI a, Tag, int32_t* p) {
-  _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), a.v);
+
+// Partial groups (n below eight): masked loads and stores touch only the
+// first n elements, the other lanes read as zero.
+inline M FirstN(Tag, std::size_t n) {
+  return M{_mm256_cmpgt_epi32(_mm256_set1_epi32(static_cast<int32_t>(n)),
+                              _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7))};
+}
+inline VF LoadN(Tag d, const float* p, std::size_t n) {
+  return VF{_mm256_maskload_ps(p, FirstN(d, n).v)};
+}
+inline VU LoadN32(Tag d, const uint32_t* p, std::size_t n) {
+  return VU{_mm256_maskload_epi32(reinterpret_cast<const int*>(p), FirstN(d, n).v)};
+}
+inline VI LoadNU16ToI32(Tag, const uint16_t* p, std::size_t n) {
+  alignas(16) uint16_t lanes[8] = {0, 0, 0, 0, 0, 0, 0, 0};
+  for (std::size_t i = 0; i < n; ++i) lanes[i] = p[i];
+  return VI{_mm256_cvtepu16_epi32(_mm_load_si128(reinterpret_cast<const __m128i*>(lanes)))};
+}
+inline void StoreN(VF a, Tag d, float* p, std::size_t n) {
+  _mm256_maskstore_ps(p, FirstN(d, n).v, a.v);
+}
+inline void StoreN32(VU a, Tag d, uint32_t* p, std::size_t n) {
+  _mm256_maskstore_epi32(reinterpret_cast<int*>(p), FirstN(d, n).v, a.v);
 }
 
 inline VF Add(VF a, VF b) {
@@ -81,9 +100,6 @@ inline VF Mul(VF a, VF b) {
 }
 inline VF Div(VF a, VF b) {
   return VF{_mm256_div_ps(a.v, b.v)};
-}
-inline VF DivExact(VF a, VF b) {
-  return Div(a, b);
 }
 // Operand order as in the SSE2 backend: the scalar b < a ? b : a, NaN included.
 inline VF Min(VF a, VF b) {
@@ -117,6 +133,15 @@ inline VI TruncateToInt(VF a) {
 }
 inline VF ConvertToFloat(VI a) {
   return VF{_mm256_cvtepi32_ps(a.v)};
+}
+inline VI Add(VI a, VI b) {
+  return VI{_mm256_add_epi32(a.v, b.v)};
+}
+inline VI Sub(VI a, VI b) {
+  return VI{_mm256_sub_epi32(a.v, b.v)};
+}
+inline VI SignExtend16(VI a) {
+  return VI{_mm256_srai_epi32(_mm256_slli_epi32(a.v, 16), 16)};
 }
 inline VF ConvertToFloat(VU a) {
   const __m256i lo = _mm256_and_si256(a.v, _mm256_set1_epi32(0xFFFF));
@@ -238,6 +263,49 @@ inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) 
   const __m256 hi = _mm256_insertf128_ps(_mm256_castps128_ps256(p23), p67, 1);
   first->v = _mm256_shuffle_ps(lo, hi, _MM_SHUFFLE(2, 0, 2, 0));
   second->v = _mm256_shuffle_ps(lo, hi, _MM_SHUFFLE(3, 1, 3, 1));
+}
+
+// Twelve floats x0 y0 z0 x1 ... z3 into four lanes each of x, y and z.
+inline void deinterleave3(const float* p, __m128& x, __m128& y, __m128& z) {
+  const __m128 a = _mm_loadu_ps(p);
+  const __m128 b = _mm_loadu_ps(p + 4);
+  const __m128 c = _mm_loadu_ps(p + 8);
+  const __m128 x01 = _mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 3, 3, 0));
+  const __m128 x23 = _mm_shuffle_ps(b, c, _MM_SHUFFLE(1, 1, 2, 2));
+  x = _mm_shuffle_ps(x01, x23, _MM_SHUFFLE(2, 0, 1, 0));
+  const __m128 y01 = _mm_shuffle_ps(a, b, _MM_SHUFFLE(0, 0, 1, 1));
+  const __m128 y23 = _mm_shuffle_ps(b, c, _MM_SHUFFLE(2, 2, 3, 3));
+  y = _mm_shuffle_ps(y01, y23, _MM_SHUFFLE(2, 0, 2, 0));
+  const __m128 z01 = _mm_shuffle_ps(a, b, _MM_SHUFFLE(1, 1, 2, 2));
+  const __m128 z23 = _mm_shuffle_ps(c, c, _MM_SHUFFLE(3, 3, 0, 0));
+  z = _mm_shuffle_ps(z01, z23, _MM_SHUFFLE(2, 0, 2, 0));
+}
+inline __m256 joinHalves(__m128 lo, __m128 hi) {
+  return _mm256_insertf128_ps(_mm256_castps128_ps256(lo), hi, 1);
+}
+// Twenty-four floats x0 y0 z0 x1 ... z7 into x, y and z.
+inline void LoadInterleaved3(Tag, const float* p, VF& x, VF& y, VF& z) {
+  __m128 x0, y0, z0, x1, y1, z1;
+  deinterleave3(p, x0, y0, z0);
+  deinterleave3(p + 12, x1, y1, z1);
+  x.v = joinHalves(x0, x1);
+  y.v = joinHalves(y0, y1);
+  z.v = joinHalves(z0, z1);
+}
+// Eight elements of a, b, c, d into thirty-two floats a0 b0 c0 d0 a1 ... d7.
+inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
+  for (int half = 0; half < 2; ++half) {
+    __m128 r0 = half == 0 ? _mm256_castps256_ps128(a.v) : _mm256_extractf128_ps(a.v, 1);
+    __m128 r1 = half == 0 ? _mm256_castps256_ps128(b.v) : _mm256_extractf128_ps(b.v, 1);
+    __m128 r2 = half == 0 ? _mm256_castps256_ps128(c.v) : _mm256_extractf128_ps(c.v, 1);
+    __m128 r3 = half == 0 ? _mm256_castps256_ps128(d.v) : _mm256_extractf128_ps(d.v, 1);
+    _MM_TRANSPOSE4_PS(r0, r1, r2, r3);
+    float* out = p + 16 * half;
+    _mm_storeu_ps(out, r0);
+    _mm_storeu_ps(out + 4, r1);
+    _mm_storeu_ps(out + 8, r2);
+    _mm_storeu_ps(out + 12, r3);
+  }
 }
 
 // GatherPairs from a table of 33 entries with indices 0..31.

@@ -1,14 +1,12 @@
 #pragma once
-// Sixteen-lane AVX-512 backend for the most arithmetic-heavy stages on x86-64.
-// Only translation units built with AVX-512 enabled include it, and the
-// library calls them only after checking the processor at run time
-// (WideVectors.hpp).
+// Sixteen-lane AVX-512 backend on x86-64. Only the AVX-512 target's
+// translation units include it, and the library selects that target only
+// after checking the processor at run time (simd/Targets.hpp).
 //
 // The same IEEE results as the SSE2 and AVX2 backends lane for lane (exact
 // division and square root, the SSE rules for NaN and signed zeros in Min and
-// Max, int32 "indefinite" for out-of-range truncation), so a stage can run its
-// whole groups of sixteen here and finish on the narrower backends. Masks are
-// the processor's mask registers, one bit per lane.
+// Max, int32 "indefinite" for out-of-range truncation). Masks are the
+// processor's mask registers, one bit per lane.
 #if !defined(__AVX512F__)
 #error "SimdAvx512.hpp needs a translation unit built with AVX-512 enabled"
 #endif
@@ -34,7 +32,6 @@ struct M {
 
 struct Tag {
   static constexpr const char* kName = "avx512";
-  static constexpr bool kExactDivision = true;
   static constexpr std::size_t kLanes = 16;
 };
 
@@ -68,8 +65,28 @@ inline void StoreU(VF a, Tag, float* p) {
 inline void StoreU32(VU a, Tag, uint32_t* p) {
   _mm512_storeu_si512(p, a.v);
 }
-inline void StoreI(VI a, Tag, int32_t* p) {
-  _mm512_storeu_si512(p, a.v);
+
+// Partial groups (n below sixteen): masked loads and stores touch only the
+// first n elements, the other lanes read as zero.
+inline M FirstN(Tag, std::size_t n) {
+  return M{static_cast<__mmask16>((1u << n) - 1u)};
+}
+inline VF LoadN(Tag d, const float* p, std::size_t n) {
+  return VF{_mm512_maskz_loadu_ps(FirstN(d, n).v, p)};
+}
+inline VU LoadN32(Tag d, const uint32_t* p, std::size_t n) {
+  return VU{_mm512_maskz_loadu_epi32(FirstN(d, n).v, p)};
+}
+inline VI LoadNU16ToI32(Tag, const uint16_t* p, std::size_t n) {
+  alignas(32) uint16_t lanes[16] = {};
+  for (std::size_t i = 0; i < n; ++i) lanes[i] = p[i];
+  return VI{_mm512_cvtepu16_epi32(_mm256_load_si256(reinterpret_cast<const __m256i*>(lanes)))};
+}
+inline void StoreN(VF a, Tag d, float* p, std::size_t n) {
+  _mm512_mask_storeu_ps(p, FirstN(d, n).v, a.v);
+}
+inline void StoreN32(VU a, Tag d, uint32_t* p, std::size_t n) {
+  _mm512_mask_storeu_epi32(p, FirstN(d, n).v, a.v);
 }
 
 inline VF Add(VF a, VF b) {
@@ -83,9 +100,6 @@ inline VF Mul(VF a, VF b) {
 }
 inline VF Div(VF a, VF b) {
   return VF{_mm512_div_ps(a.v, b.v)};
-}
-inline VF DivExact(VF a, VF b) {
-  return Div(a, b);
 }
 // Operand order as in the SSE2 backend: the scalar b < a ? b : a, NaN included.
 inline VF Min(VF a, VF b) {
@@ -121,6 +135,15 @@ inline VI TruncateToInt(VF a) {
 }
 inline VF ConvertToFloat(VI a) {
   return VF{_mm512_cvtepi32_ps(a.v)};
+}
+inline VI Add(VI a, VI b) {
+  return VI{_mm512_add_epi32(a.v, b.v)};
+}
+inline VI Sub(VI a, VI b) {
+  return VI{_mm512_sub_epi32(a.v, b.v)};
+}
+inline VI SignExtend16(VI a) {
+  return VI{_mm512_srai_epi32(_mm512_slli_epi32(a.v, 16), 16)};
 }
 // One correctly rounded conversion, as the scalar uint32 -> float one.
 inline VF ConvertToFloat(VU a) {
@@ -248,6 +271,56 @@ inline void GatherPairs32(Tag, const float* table, VI idx, VF* first, VF* second
   first->v = _mm512_permutex2var_ps(_mm512_loadu_ps(table), idx.v, _mm512_loadu_ps(table + 16));
   second->v =
       _mm512_permutex2var_ps(_mm512_loadu_ps(table + 1), idx.v, _mm512_loadu_ps(table + 17));
+}
+
+// Twelve floats x0 y0 z0 x1 ... z3 into four lanes each of x, y and z.
+inline void deinterleave3(const float* p, __m128& x, __m128& y, __m128& z) {
+  const __m128 a = _mm_loadu_ps(p);
+  const __m128 b = _mm_loadu_ps(p + 4);
+  const __m128 c = _mm_loadu_ps(p + 8);
+  const __m128 x01 = _mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 3, 3, 0));
+  const __m128 x23 = _mm_shuffle_ps(b, c, _MM_SHUFFLE(1, 1, 2, 2));
+  x = _mm_shuffle_ps(x01, x23, _MM_SHUFFLE(2, 0, 1, 0));
+  const __m128 y01 = _mm_shuffle_ps(a, b, _MM_SHUFFLE(0, 0, 1, 1));
+  const __m128 y23 = _mm_shuffle_ps(b, c, _MM_SHUFFLE(2, 2, 3, 3));
+  y = _mm_shuffle_ps(y01, y23, _MM_SHUFFLE(2, 0, 2, 0));
+  const __m128 z01 = _mm_shuffle_ps(a, b, _MM_SHUFFLE(1, 1, 2, 2));
+  const __m128 z23 = _mm_shuffle_ps(c, c, _MM_SHUFFLE(3, 3, 0, 0));
+  z = _mm_shuffle_ps(z01, z23, _MM_SHUFFLE(2, 0, 2, 0));
+}
+// Forty-eight floats x0 y0 z0 x1 ... z15 into x, y and z.
+inline void LoadInterleaved3(Tag, const float* p, VF& x, VF& y, VF& z) {
+  __m128 x0, y0, z0, x1, y1, z1, x2, y2, z2, x3, y3, z3;
+  deinterleave3(p, x0, y0, z0);
+  deinterleave3(p + 12, x1, y1, z1);
+  deinterleave3(p + 24, x2, y2, z2);
+  deinterleave3(p + 36, x3, y3, z3);
+  const auto join = [](__m128 q0, __m128 q1, __m128 q2, __m128 q3) {
+    __m512 v = _mm512_castps128_ps512(q0);
+    v = _mm512_insertf32x4(v, q1, 1);
+    v = _mm512_insertf32x4(v, q2, 2);
+    return _mm512_insertf32x4(v, q3, 3);
+  };
+  x.v = join(x0, x1, x2, x3);
+  y.v = join(y0, y1, y2, y3);
+  z.v = join(z0, z1, z2, z3);
+}
+// Sixteen elements of a, b, c, d into sixty-four floats a0 b0 c0 d0 a1 ... d15.
+inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
+  alignas(64) float la[16], lb[16], lc[16], ld[16];
+  _mm512_store_ps(la, a.v);
+  _mm512_store_ps(lb, b.v);
+  _mm512_store_ps(lc, c.v);
+  _mm512_store_ps(ld, d.v);
+  for (int q = 0; q < 4; ++q) {
+    __m128 r0 = _mm_load_ps(la + 4 * q), r1 = _mm_load_ps(lb + 4 * q);
+    __m128 r2 = _mm_load_ps(lc + 4 * q), r3 = _mm_load_ps(ld + 4 * q);
+    _MM_TRANSPOSE4_PS(r0, r1, r2, r3);
+    _mm_storeu_ps(p + 16 * q, r0);
+    _mm_storeu_ps(p + 16 * q + 4, r1);
+    _mm_storeu_ps(p + 16 * q + 8, r2);
+    _mm_storeu_ps(p + 16 * q + 12, r3);
+  }
 }
 
 }  // namespace kelvora::simd::avx512

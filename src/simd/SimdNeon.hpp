@@ -1,10 +1,12 @@
 #pragma once
 // NEON backend (armv7-a, 32-bit). ARMv7 NEON has no vector division or square
-// root: reciprocals are estimates refined by two Newton-Raphson steps, and a
-// square root is x times a refined reciprocal square root. Results may differ
-// from exact division in the last bits.
+// root; both run lane by lane on the VFP, which rounds correctly, so they give
+// the bits of the other backends. The estimate instructions are named below for
+// kernels that can use an approximation. NEON arithmetic flushes subnormals to
+// zero: only for finite normal values are the results those of the scalar path.
 #include <arm_neon.h>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -22,13 +24,9 @@ struct VU {
 struct M {
   uint32x4_t v;
 };
-struct V16 {
-  uint16x8_t v;
-};
 
 struct Tag {
   static constexpr const char* kName = "neon";
-  static constexpr bool kExactDivision = false;
   static constexpr std::size_t kLanes = 4;
 };
 
@@ -101,19 +99,22 @@ inline VF RsqrtStep(VF a, VF b) {
   return VF{vrsqrtsq_f32(a.v, b.v)};
 }
 
-inline VF Reciprocal(VF a) {
-  VF e = ReciprocalEstimate(a);
-  e = Mul(e, ReciprocalStep(a, e));
-  return Mul(e, ReciprocalStep(a, e));
-}
 inline VF Div(VF a, VF b) {
-  return Mul(a, Reciprocal(b));
+  float x[4];
+  float y[4];
+  vst1q_f32(x, a.v);
+  vst1q_f32(y, b.v);
+  for (int i = 0; i < 4; ++i) x[i] /= y[i];
+  return VF{vld1q_f32(x)};
+}
+inline VF Reciprocal(VF a) {
+  return Div(VF{vdupq_n_f32(1.0f)}, a);
 }
 inline VF Sqrt(VF a) {
-  VF e = RsqrtEstimate(a);
-  e = Mul(e, RsqrtStep(Mul(a, e), e));
-  e = Mul(e, RsqrtStep(Mul(a, e), e));
-  return Mul(a, e);
+  float x[4];
+  vst1q_f32(x, a.v);
+  for (float& v : x) v = std::sqrt(v);
+  return VF{vld1q_f32(x)};
 }
 inline VF MulAdd(VF a, VF b, VF c) {
   return Add(Mul(a, b), c);
@@ -188,37 +189,6 @@ inline bool AllFalse(M m) {
   return (vget_lane_u32(r, 0) | vget_lane_u32(r, 1)) == 0u;
 }
 
-inline V16 Load16(Tag, const uint16_t* p) {
-  return V16{vld1q_u16(p)};
-}
-inline V16 Set16(Tag, uint16_t x) {
-  return V16{vdupq_n_u16(x)};
-}
-inline V16 Add16(V16 a, V16 b) {
-  return V16{vaddq_u16(a.v, b.v)};
-}
-inline V16 Sub16(V16 a, V16 b) {
-  return V16{vsubq_u16(a.v, b.v)};
-}
-inline V16 Or16(V16 a, V16 b) {
-  return V16{vorrq_u16(a.v, b.v)};
-}
-inline V16 Gt16(V16 a, V16 b) {
-  return V16{vcgtq_u16(a.v, b.v)};
-}
-inline VI PromoteLowerSigned(V16 a) {
-  return VI{vmovl_s16(vreinterpret_s16_u16(vget_low_u16(a.v)))};
-}
-inline VI PromoteUpperSigned(V16 a) {
-  return VI{vmovl_s16(vreinterpret_s16_u16(vget_high_u16(a.v)))};
-}
-inline M PromoteLowerMask(V16 a) {
-  return M{vreinterpretq_u32_s32(vmovl_s16(vreinterpret_s16_u16(vget_low_u16(a.v))))};
-}
-inline M PromoteUpperMask(V16 a) {
-  return M{vreinterpretq_u32_s32(vmovl_s16(vreinterpret_s16_u16(vget_high_u16(a.v))))};
-}
-
 // Lane shuffles for interleaved data (complex pairs, xyz rays, xyzc points).
 inline VF InterleaveLower(VF a, VF b) {
   return VF{vzipq_f32(a.v, b.v).val[0]};
@@ -247,12 +217,6 @@ inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
   vst4q_f32(p, v);
 }
 
-inline VI PromoteLowerUnsigned(V16 a) {
-  return VI{vreinterpretq_s32_u32(vmovl_u16(vget_low_u16(a.v)))};
-}
-inline VI PromoteUpperUnsigned(V16 a) {
-  return VI{vreinterpretq_s32_u32(vmovl_u16(vget_high_u16(a.v)))};
-}
 inline VI LoadU16ToI32(Tag, const uint16_t* p) {
   return VI{vreinterpretq_s32_u32(vmovl_u16(vld1_u16(p)))};
 }
@@ -260,20 +224,47 @@ inline VI LoadU16ToI32(Tag, const uint16_t* p) {
 inline M SignBitSet(VF a) {
   return M{vreinterpretq_u32_s32(vshrq_n_s32(vreinterpretq_s32_f32(a.v), 31))};
 }
-// NEON has no division: divide lane by lane on the VFP, which rounds
-// correctly, for results that must match the other backends to the bit.
-inline VF DivExact(VF a, VF b) {
-  float x[4];
-  float y[4];
-  vst1q_f32(x, a.v);
-  vst1q_f32(y, b.v);
-  for (int i = 0; i < 4; ++i) x[i] /= y[i];
-  return VF{vld1q_f32(x)};
+inline VI Add(VI a, VI b) {
+  return VI{vaddq_s32(a.v, b.v)};
+}
+inline VI Sub(VI a, VI b) {
+  return VI{vsubq_s32(a.v, b.v)};
+}
+inline VI SignExtend16(VI a) {
+  return VI{vshrq_n_s32(vshlq_n_s32(a.v, 16), 16)};
 }
 
-inline void StoreI(VI a, Tag, int32_t* p) {
-  vst1q_s32(p, a.v);
+// Partial groups (n below four): the lanes go through a zero-filled copy.
+inline M FirstN(Tag, std::size_t n) {
+  const int32_t index[4] = {0, 1, 2, 3};
+  return M{vcltq_s32(vld1q_s32(index), vdupq_n_s32(static_cast<int32_t>(n)))};
 }
+inline VF LoadN(Tag, const float* p, std::size_t n) {
+  float lanes[4] = {0.f, 0.f, 0.f, 0.f};
+  for (std::size_t i = 0; i < n; ++i) lanes[i] = p[i];
+  return VF{vld1q_f32(lanes)};
+}
+inline VU LoadN32(Tag, const uint32_t* p, std::size_t n) {
+  uint32_t lanes[4] = {0u, 0u, 0u, 0u};
+  for (std::size_t i = 0; i < n; ++i) lanes[i] = p[i];
+  return VU{vld1q_u32(lanes)};
+}
+inline VI LoadNU16ToI32(Tag, const uint16_t* p, std::size_t n) {
+  int32_t lanes[4] = {0, 0, 0, 0};
+  for (std::size_t i = 0; i < n; ++i) lanes[i] = p[i];
+  return VI{vld1q_s32(lanes)};
+}
+inline void StoreN(VF a, Tag, float* p, std::size_t n) {
+  float lanes[4];
+  vst1q_f32(lanes, a.v);
+  for (std::size_t i = 0; i < n; ++i) p[i] = lanes[i];
+}
+inline void StoreN32(VU a, Tag, uint32_t* p, std::size_t n) {
+  uint32_t lanes[4];
+  vst1q_u32(lanes, a.v);
+  for (std::size_t i = 0; i < n; ++i) p[i] = lanes[i];
+}
+
 inline VF GatherIndex(Tag, const float* table, VI idx) {
   float32x4_t r = vdupq_n_f32(0.f);
   r = vld1q_lane_f32(table + vgetq_lane_s32(idx.v, 0), r, 0);

@@ -1,7 +1,7 @@
 #pragma once
-// Portable 4-lane backend written in plain C++. It is always compiled (also on
-// ARM) so that every kernel can be checked against it, and the build option
-// KELVORA_FORCE_SCALAR makes it the native backend.
+// Portable 4-lane backend written in plain C++: the scalar path. It is always
+// built (also on ARM) so that every kernel can be checked against it, and the
+// build option KELVORA_FORCE_SCALAR makes it the only one.
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -21,13 +21,9 @@ struct VU {
 struct M {
   uint32_t v[4];
 };  // all-ones or all-zero per lane
-struct V16 {
-  uint16_t v[8];
-};
 
 struct Tag {
   static constexpr const char* kName = "scalar";
-  static constexpr bool kExactDivision = true;
   static constexpr std::size_t kLanes = 4;
 };
 
@@ -189,53 +185,6 @@ inline bool AllFalse(M m) {
   return (m.v[0] | m.v[1] | m.v[2] | m.v[3]) == 0u;
 }
 
-// Eight 16-bit lanes, for raw samples.
-inline V16 Load16(Tag, const uint16_t* p) {
-  V16 r;
-  std::memcpy(r.v, p, sizeof r.v);
-  return r;
-}
-inline V16 Set16(Tag, uint16_t x) {
-  V16 r;
-  for (auto& e : r.v) e = x;
-  return r;
-}
-inline V16 Add16(V16 a, V16 b) {
-  V16 r;
-  for (int i = 0; i < 8; ++i) r.v[i] = static_cast<uint16_t>(a.v[i] + b.v[i]);
-  return r;
-}
-inline V16 Sub16(V16 a, V16 b) {
-  V16 r;
-  for (int i = 0; i < 8; ++i) r.v[i] = static_cast<uint16_t>(a.v[i] - b.v[i]);
-  return r;
-}
-inline V16 Or16(V16 a, V16 b) {
-  V16 r;
-  for (int i = 0; i < 8; ++i) r.v[i] = static_cast<uint16_t>(a.v[i] | b.v[i]);
-  return r;
-}
-// All-ones in lanes where a > b (unsigned).
-inline V16 Gt16(V16 a, V16 b) {
-  V16 r;
-  for (int i = 0; i < 8; ++i) r.v[i] = a.v[i] > b.v[i] ? 0xFFFFu : 0u;
-  return r;
-}
-// Sign-extends lanes 0..3 (Lower) or 4..7 (Upper), read as int16, to int32.
-inline VI PromoteLowerSigned(V16 a) {
-  KELVORA_SCALAR_MAP(VI, static_cast<int16_t>(a.v[i]));
-}
-inline VI PromoteUpperSigned(V16 a) {
-  KELVORA_SCALAR_MAP(VI, static_cast<int16_t>(a.v[i + 4]));
-}
-// Zero-extends a 16-bit lane mask to 32-bit lanes.
-inline M PromoteLowerMask(V16 a) {
-  KELVORA_SCALAR_MAP(M, a.v[i] ? ~0u : 0u);
-}
-inline M PromoteUpperMask(V16 a) {
-  KELVORA_SCALAR_MAP(M, a.v[i + 4] ? ~0u : 0u);
-}
-
 // Lane shuffles for interleaved data (complex pairs, xyz rays, xyzc points).
 // [a0 b0 a1 b1] and [a2 b2 a3 b3].
 inline VF InterleaveLower(VF a, VF b) {
@@ -269,13 +218,6 @@ inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
   }
 }
 
-// Zero-extends lanes 0..3 (Lower) or 4..7 (Upper) to int32.
-inline VI PromoteLowerUnsigned(V16 a) {
-  KELVORA_SCALAR_MAP(VI, static_cast<int32_t>(a.v[i]));
-}
-inline VI PromoteUpperUnsigned(V16 a) {
-  KELVORA_SCALAR_MAP(VI, static_cast<int32_t>(a.v[i + 4]));
-}
 // Four consecutive 16-bit samples, zero-extended.
 inline VI LoadU16ToI32(Tag, const uint16_t* p) {
   KELVORA_SCALAR_MAP(VI, static_cast<int32_t>(p[i]));
@@ -291,13 +233,43 @@ inline M SignBitSet(VF a) {
   }
   return r;
 }
-// Correctly rounded division on every backend (Div may be an estimate).
-inline VF DivExact(VF a, VF b) {
-  return Div(a, b);
+inline VI Add(VI a, VI b) {
+  KELVORA_SCALAR_MAP(VI, static_cast<int32_t>(static_cast<uint32_t>(a.v[i]) + b.v[i]));
+}
+inline VI Sub(VI a, VI b) {
+  KELVORA_SCALAR_MAP(VI, static_cast<int32_t>(static_cast<uint32_t>(a.v[i]) - b.v[i]));
+}
+// The low 16 bits of each lane read as int16: 16-bit wrap-around arithmetic.
+inline VI SignExtend16(VI a) {
+  KELVORA_SCALAR_MAP(VI, static_cast<int16_t>(static_cast<uint16_t>(a.v[i])));
 }
 
-inline void StoreI(VI a, Tag, int32_t* p) {
-  std::memcpy(p, a.v, sizeof a.v);
+// Partial groups: the first n lanes (n below the lane count) from or to
+// memory; the other lanes read as zero and are never written.
+// The comparison in int: GCC 12's ARM vectoriser breaks on a 64-bit one here.
+inline M FirstN(Tag, std::size_t n) {
+  KELVORA_SCALAR_MAP(M, i < static_cast<int>(n) ? ~0u : 0u);
+}
+inline VF LoadN(Tag, const float* p, std::size_t n) {
+  VF r{{0.f, 0.f, 0.f, 0.f}};
+  for (std::size_t i = 0; i < n; ++i) r.v[i] = p[i];
+  return r;
+}
+inline VU LoadN32(Tag, const uint32_t* p, std::size_t n) {
+  VU r{{0u, 0u, 0u, 0u}};
+  for (std::size_t i = 0; i < n; ++i) r.v[i] = p[i];
+  return r;
+}
+inline VI LoadNU16ToI32(Tag, const uint16_t* p, std::size_t n) {
+  VI r{{0, 0, 0, 0}};
+  for (std::size_t i = 0; i < n; ++i) r.v[i] = p[i];
+  return r;
+}
+inline void StoreN(VF a, Tag, float* p, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) p[i] = a.v[i];
+}
+inline void StoreN32(VU a, Tag, uint32_t* p, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) p[i] = a.v[i];
 }
 // table[idx] per lane; every index must lie inside the table.
 inline VF GatherIndex(Tag, const float* table, VI idx) {

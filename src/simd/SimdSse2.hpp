@@ -20,13 +20,9 @@ struct VU {
 struct M {
   __m128i v;
 };
-struct V16 {
-  __m128i v;
-};
 
 struct Tag {
   static constexpr const char* kName = "sse2";
-  static constexpr bool kExactDivision = true;
   static constexpr std::size_t kLanes = 4;
 };
 
@@ -183,40 +179,6 @@ inline bool AllFalse(M m) {
   return _mm_movemask_epi8(m.v) == 0;
 }
 
-inline V16 Load16(Tag, const uint16_t* p) {
-  return V16{_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))};
-}
-inline V16 Set16(Tag, uint16_t x) {
-  return V16{_mm_set1_epi16(static_cast<int16_t>(x))};
-}
-inline V16 Add16(V16 a, V16 b) {
-  return V16{_mm_add_epi16(a.v, b.v)};
-}
-inline V16 Sub16(V16 a, V16 b) {
-  return V16{_mm_sub_epi16(a.v, b.v)};
-}
-inline V16 Or16(V16 a, V16 b) {
-  return V16{_mm_or_si128(a.v, b.v)};
-}
-inline V16 Gt16(V16 a, V16 b) {
-  // SSE2 has no unsigned 16-bit compare: a > b exactly when a -sat b is not 0.
-  const __m128i diff = _mm_subs_epu16(a.v, b.v);
-  const __m128i zero = _mm_cmpeq_epi16(diff, _mm_setzero_si128());
-  return V16{_mm_xor_si128(zero, _mm_set1_epi32(-1))};
-}
-inline VI PromoteLowerSigned(V16 a) {
-  return VI{_mm_srai_epi32(_mm_unpacklo_epi16(a.v, a.v), 16)};
-}
-inline VI PromoteUpperSigned(V16 a) {
-  return VI{_mm_srai_epi32(_mm_unpackhi_epi16(a.v, a.v), 16)};
-}
-inline M PromoteLowerMask(V16 a) {
-  return M{_mm_unpacklo_epi16(a.v, a.v)};
-}
-inline M PromoteUpperMask(V16 a) {
-  return M{_mm_unpackhi_epi16(a.v, a.v)};
-}
-
 // Lane shuffles for interleaved data (complex pairs, xyz rays, xyzc points).
 inline VF InterleaveLower(VF a, VF b) {
   return VF{_mm_unpacklo_ps(a.v, b.v)};
@@ -253,12 +215,6 @@ inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
   _mm_storeu_ps(p + 12, r3);
 }
 
-inline VI PromoteLowerUnsigned(V16 a) {
-  return VI{_mm_unpacklo_epi16(a.v, _mm_setzero_si128())};
-}
-inline VI PromoteUpperUnsigned(V16 a) {
-  return VI{_mm_unpackhi_epi16(a.v, _mm_setzero_si128())};
-}
 inline VI LoadU16ToI32(Tag, const uint16_t* p) {
   const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
   return VI{_mm_unpacklo_epi16(four, _mm_setzero_si128())};
@@ -267,12 +223,45 @@ inline VI LoadU16ToI32(Tag, const uint16_t* p) {
 inline M SignBitSet(VF a) {
   return M{_mm_srai_epi32(_mm_castps_si128(a.v), 31)};
 }
-inline VF DivExact(VF a, VF b) {
-  return Div(a, b);
+inline VI Add(VI a, VI b) {
+  return VI{_mm_add_epi32(a.v, b.v)};
+}
+inline VI Sub(VI a, VI b) {
+  return VI{_mm_sub_epi32(a.v, b.v)};
+}
+inline VI SignExtend16(VI a) {
+  return VI{_mm_srai_epi32(_mm_slli_epi32(a.v, 16), 16)};
 }
 
-inline void StoreI(VI a, Tag, int32_t* p) {
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(p), a.v);
+// Partial groups (n below four): SSE2 has no masked loads, so the lanes go
+// through a zero-filled copy.
+inline M FirstN(Tag, std::size_t n) {
+  return M{_mm_cmplt_epi32(_mm_setr_epi32(0, 1, 2, 3), _mm_set1_epi32(static_cast<int32_t>(n)))};
+}
+inline VF LoadN(Tag, const float* p, std::size_t n) {
+  alignas(16) float lanes[4] = {0.f, 0.f, 0.f, 0.f};
+  for (std::size_t i = 0; i < n; ++i) lanes[i] = p[i];
+  return VF{_mm_load_ps(lanes)};
+}
+inline VU LoadN32(Tag, const uint32_t* p, std::size_t n) {
+  alignas(16) uint32_t lanes[4] = {0u, 0u, 0u, 0u};
+  for (std::size_t i = 0; i < n; ++i) lanes[i] = p[i];
+  return VU{_mm_load_si128(reinterpret_cast<const __m128i*>(lanes))};
+}
+inline VI LoadNU16ToI32(Tag, const uint16_t* p, std::size_t n) {
+  alignas(16) int32_t lanes[4] = {0, 0, 0, 0};
+  for (std::size_t i = 0; i < n; ++i) lanes[i] = p[i];
+  return VI{_mm_load_si128(reinterpret_cast<const __m128i*>(lanes))};
+}
+inline void StoreN(VF a, Tag, float* p, std::size_t n) {
+  alignas(16) float lanes[4];
+  _mm_store_ps(lanes, a.v);
+  for (std::size_t i = 0; i < n; ++i) p[i] = lanes[i];
+}
+inline void StoreN32(VU a, Tag, uint32_t* p, std::size_t n) {
+  alignas(16) uint32_t lanes[4];
+  _mm_store_si128(reinterpret_cast<__m128i*>(lanes), a.v);
+  for (std::size_t i = 0; i < n; ++i) p[i] = lanes[i];
 }
 inline VF GatherIndex(Tag, const float* table, VI idx) {
   const int i0 = _mm_cvtsi128_si32(idx.v);

@@ -1,14 +1,17 @@
 #pragma once
 // Small helpers shared by the core-level tests: owning wrappers for the
-// calibration and intermediate records and a parameter record with the
-// registry's defaults.
+// calibration and intermediate records, the registry's processing defaults
+// and the per-pixel stage's constants derived from them.
 #include <memory>
 
+#include "base/KelvoraCalibration.hpp"
+#include "base/KelvoraInput.hpp"
 #include "base/KelvoraIntermediate.hpp"
 #include "base/KelvoraParameter.hpp"
 #include "calibration/CalibrationRecord.hpp"
 #include "core/CalcPixel.hpp"
 #include "synthetic/DefaultParameters.hpp"
+#include "synthetic/SyntheticCalibration.hpp"
 
 namespace kelvora::testing {
 
@@ -27,21 +30,14 @@ inline KelvoraParameter defaultParameters(uint32_t width = 224, uint32_t height 
   return synth::defaultCoreParameters(width, height);
 }
 
-// Per-pixel stage constants of the first default frequency with a noise knee
-// that random raw samples cross.
-inline CalcPixelConstants exampleCalcPixelConstants() {
-  CalcPixelConstants c{};
-  c.metresPerRadian = kMetresPerRadianTimesHz / 80320000.0f;
-  c.exposure = 700.0f;
-  c.temperatureOffset = 0.0123f;
-  c.limitFactor = 0.3f;
-  c.amplitudeThreshold = 30.0f;
-  c.noise0 = 0.8f;
-  c.noise1 = 3.0f;
-  c.noise2TimesExposure = 0.2f * c.exposure;
-  c.noise3 = 400.0f;
-  c.normaliseAmplitude = true;
-  return c;
+// The per-pixel stage's constants for frequency 0 of the synthetic module
+// under the default parameters, at one exposure and temperature.
+inline CalcPixelConstants calcPixelConstantsOfDefaults(uint32_t exposure, float temperature) {
+  static const CalibrationPtr module(synth::makeSyntheticCalibration({}));
+  KelvoraInput input{};
+  input.temperature = temperature;
+  input.exposureTimes[1] = exposure;
+  return calcPixelConstants(input, defaultParameters(), module->frequencies[0], 0);
 }
 
 }  // namespace kelvora::testing

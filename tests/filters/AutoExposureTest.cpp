@@ -75,36 +75,6 @@ TEST(AutoExposurePattern, SamplesLieOnEvenRadiiAroundTheCentre) {
   }
 }
 
-TEST(AutoExposurePattern, MaskedPixelsAreNotSampled) {
-  Pattern all(32, 24);
-  Pattern leftMasked(32, 24, [](uint32_t x, uint32_t) { return uint8_t(x < 16 ? 1 : 0); });
-  Pattern everything(32, 24, [](uint32_t, uint32_t) { return uint8_t{2}; });  // any non-zero byte
-  EXPECT_LT(leftMasked.ae.sampleCount, all.ae.sampleCount);
-  for (uint32_t y = 0; y < 24; ++y) {
-    for (uint32_t x = 0; x < 32; ++x) {
-      const uint8_t want = x < 16 ? 0 : all.ae.sampleMask[x + 32 * y];
-      EXPECT_EQ(leftMasked.ae.sampleMask[x + 32 * y], want);
-    }
-  }
-  EXPECT_EQ(everything.ae.sampleCount, 0u);
-  EXPECT_EQ(everything.ae.selectIndex, 0u);
-}
-
-TEST(AutoExposureSelect, EqualsFullDescendingSort) {
-  std::mt19937 gen(5);
-  std::uniform_real_distribution<float> dist(0.f, 4000.f);
-  for (uint32_t count : {1u, 2u, 3u, 4u, 17u, 100u, 2500u}) {
-    for (int rep = 0; rep < 5; ++rep) {
-      std::vector<float> v(count);
-      for (auto& e : v) e = rep == 4 ? std::floor(dist(gen) / 1000.f) : dist(gen);  // ties too
-      std::vector<float> sorted = v;
-      std::sort(sorted.begin(), sorted.end(), std::greater<float>());
-      const uint32_t k = (count * 7 + static_cast<uint32_t>(rep)) % count;
-      EXPECT_EQ(zyn_selectDescending(v.data(), count, k), sorted[k]) << count << " " << k;
-    }
-  }
-}
-
 struct Proposal {
   const char* name;
   float amplitude;        // every sampled pixel's amplitude

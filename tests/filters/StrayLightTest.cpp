@@ -14,9 +14,6 @@
 #include "calibration/CalibrationRecord.hpp"
 #include "calibration/PchipReference.hpp"
 #include "calibration/PointSpreadFunction.hpp"
-#include "common/SimdTestTypes.hpp"
-#include "filters/StrayLightKernels.hpp"
-#include "simd/Simd.hpp"
 
 namespace kelvora {
 namespace {
@@ -186,99 +183,6 @@ INSTANTIATE_TEST_SUITE_P(Padding, StrayLightSizes,
                            return std::to_string(s.w) + "x" + std::to_string(s.h) + "_in_" +
                                   std::to_string(s.kw) + "x" + std::to_string(s.kh);
                          });
-
-// Scatter the true signal with the calibration's own model (signal plus the
-// kernel's circular convolution with it, in double) and correct it: what comes
-// back is the true signal.
-TEST(StrayLightScatter, ScatterFromTheModelIsRemoved) {
-  const uint32_t w = 16, h = 12;
-  const testref::ScatterModel model{0.03, 2.0, 0.0, 0.08, {1, 2, 4, 7}, {0.3, 0.8, 1.7, 2.9}};
-  Fixture f(w, h, w, h);
-  KelvoraCalibration& c = *f.calibration;
-  c.psfScale = static_cast<float>(model.scale);
-  c.psfExponent = static_cast<float>(model.exponent);
-  c.psfOffset = static_cast<float>(model.offset);
-  c.psfCentre = static_cast<float>(model.centre);
-  c.psfPointCount = static_cast<uint8_t>(model.radii.size());
-  for (std::size_t i = 0; i < model.radii.size(); ++i) {
-    c.psfRadii[i] = static_cast<float>(model.radii[i]);
-    c.psfValues[i] = static_cast<float>(model.values[i]);
-  }
-  ASSERT_EQ(kelvora_allocateAndCalculatePsf(&c), 0u);
-  f.init();
-
-  std::vector<double> re, im;
-  makeSignal(w * h, 5, re, im);
-  const std::vector<double> k = testref::scatterKernel(model, w, h);
-  std::vector<double> sr, si;
-  circularConvolve(re, im, k, std::vector<double>(w * h, 0.0), w, h, sr, si);
-  for (uint32_t i = 0; i < w * h; ++i) {
-    sr[i] += re[i];
-    si[i] += im[i];
-  }
-  f.load(sr, si);
-  f.run();
-
-  // What is left after the correction is float rounding of the kernel and of
-  // the transforms; the scatter itself is checked to be far above it.
-  const double tol = 2e-5 * std::max(maxAbs(re), maxAbs(im));
-  double worstBefore = 0;
-  for (uint32_t i = 0; i < w * h; ++i) {
-    worstBefore = std::max(worstBefore, std::fabs(sr[i] - re[i]));
-    ASSERT_NEAR(f.probe().real[i], re[i], tol) << "pixel " << i;
-    ASSERT_NEAR(f.probe().imag[i], im[i], tol) << "pixel " << i;
-  }
-  EXPECT_GT(worstBefore, 1000 * tol);  // the scatter was far above the tolerance
-}
-
-// The vector kernels against their scalar formulas, exactly, on every backend
-// and for lengths that leave every possible tail.
-template <class D>
-class StrayLightKernels : public ::testing::Test {};
-TYPED_TEST_SUITE(StrayLightKernels, testing::AllSimdTags, testing::SimdTagName);
-
-TYPED_TEST(StrayLightKernels, MatchScalarFormulasExactly) {
-  const TypeParam d;
-  std::mt19937 rng(1);
-  std::uniform_real_distribution<float> u(-1000.f, 1000.f);
-  for (uint32_t n = 1; n <= 19; ++n) {
-    std::vector<kiss_fft_cpx> bins(n), before;
-    std::vector<float> factor(n), re(n + 5), im(n + 5);
-    for (auto& b : bins) b = kiss_fft_cpx{u(rng), u(rng)};
-    for (float& v : factor) v = u(rng) * 1e-3f;
-    for (uint32_t i = 0; i < n; ++i) {
-      re[i] = u(rng);
-      im[i] = u(rng);
-    }
-    before = bins;
-
-    multiplySpectrumStrayLight(d, bins.data(), factor.data(), n);
-    for (uint32_t k = 0; k < n; ++k) {
-      ASSERT_EQ(bins[k].r, before[k].r * factor[k]) << TypeParam::kName << " n=" << n;
-      ASSERT_EQ(bins[k].i, before[k].i * factor[k]) << TypeParam::kName << " n=" << n;
-    }
-
-    std::vector<float> outRe(n + 1, -1.f), outIm(n + 1, -1.f);
-    const float scale = 1.0f / 192.0f / 256.0f;
-    writeBackRowStrayLight(d, before.data(), n, scale, outRe.data(), outIm.data());
-    for (uint32_t x = 0; x < n; ++x) {
-      ASSERT_EQ(outRe[x], scale * before[x].r);
-      ASSERT_EQ(outIm[x], scale * before[x].i);
-    }
-    EXPECT_EQ(outRe[n], -1.f);  // nothing past the row
-    EXPECT_EQ(outIm[n], -1.f);
-
-    const uint32_t ox = n % 3, width = n + ox + n % 4;
-    std::vector<kiss_fft_cpx> row(width + 1, kiss_fft_cpx{-1.f, -1.f});
-    padRowStrayLight(d, re.data(), im.data(), n, ox, width, row.data());
-    for (uint32_t j = 0; j < width; ++j) {
-      const uint32_t src = j < ox ? 0 : std::min(j - ox, n - 1);
-      ASSERT_EQ(row[j].r, re[src]);
-      ASSERT_EQ(row[j].i, im[src]);
-    }
-    EXPECT_EQ(row[width].r, -1.f);
-  }
-}
 
 }  // namespace
 }  // namespace kelvora

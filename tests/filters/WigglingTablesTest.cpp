@@ -75,14 +75,5 @@ TEST(WigglingTables, NoHarmonicsGiveZerosAndTheReciprocalOffset) {
   }
 }
 
-TEST(WigglingTables, AmplitudeSumReachingZeroGivesInfinity) {
-  const float a = 1.0f;
-  const uint32_t h = 1;
-  const float ph = 0.0f;
-  std::vector<float> t(kWigglingTableSize);
-  initCorrectAmplitudeWiggling_cross(1, &h, &ph, &a, 0.0f, t.data());
-  EXPECT_TRUE(std::isinf(t[0]));
-}
-
 }  // namespace
 }  // namespace kelvora

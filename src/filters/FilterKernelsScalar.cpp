@@ -1,0 +1,3 @@
+// The filters' kernels on the scalar path, built on every platform.
+#define KELVORA_TARGET_SCALAR
+#include "filters/FilterKernelTable.inl"

@@ -14,7 +14,9 @@
 #   scalar    GCC build forcing the scalar vector backend, tests (not part of
 #             "all": every vector kernel is already tested against the scalar
 #             backend inside the other builds)
-#   armv7     cross build for armv7-a NEON, tests under qemu-arm
+#   armv7     cross build for armv7-a NEON with Clang and lld (the compiler
+#             of phone builds), every test layer under qemu-arm
+#   armv7-gcc the same with the GCC cross compiler (not part of "all")
 #   fuzz      short libFuzzer run of every fuzz target (skipped without fuzz/)
 #   bench     short Google Benchmark run (not part of "all")
 #
@@ -28,7 +30,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$KELVORA_ROOT"
 
 usage() {
-  sed -n '2,24p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
+  sed -n '2,27p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
 }
 
 timings=()
@@ -37,12 +39,12 @@ current_start=0
 print_timings() {
   local status=$?
   if [ "$status" -ne 0 ] && [ -n "$current_mode" ]; then
-    timings+=("$(printf '%-9s %4d s  FAILED' "$current_mode" $((SECONDS - current_start)))")
+    timings+=("$(printf '%-11s %4d s  FAILED' "$current_mode" $((SECONDS - current_start)))")
   fi
   if [ "${#timings[@]}" -gt 0 ]; then
     section "timings"
     printf '%s\n' "${timings[@]}"
-    printf '%-9s %4d s\n' total "$SECONDS"
+    printf '%-11s %4d s\n' total "$SECONDS"
   fi
   if [ "$status" -ne 0 ]; then
     printf '\nFAILED (exit %d)\n' "$status" >&2
@@ -55,7 +57,7 @@ timed() {
   current_mode="$1"
   current_start=$SECONDS
   "mode_$1"
-  timings+=("$(printf '%-9s %4d s' "$1" $((SECONDS - current_start)))")
+  timings+=("$(printf '%-11s %4d s' "$1" $((SECONDS - current_start)))")
   current_mode=""
 }
 
@@ -297,20 +299,28 @@ mode_scalar() {
   run_ctest build-scalar
 }
 
+# Cross build for armv7-a NEON with COMPILER (clang or gcc) and every test
+# layer under qemu-arm.
+armv7_tests() {
+  local mode="$1" compiler="$2"
+  local dir
+  dir="$(armv7_build_dir "$compiler" neon)"
+  section "$mode: third-party libraries"
+  scripts/build-arm-deps.sh "$KELVORA_ARM_SYSROOT_DIR"
+  section "$mode: configure ($compiler, arm-linux-gnueabihf, NEON, -Werror)"
+  configure_armv7 "$compiler" neon . "$dir"
+  section "$mode: build"
+  build "$dir"
+  section "$mode: tests under qemu-arm"
+  run_ctest "$dir"
+}
+
 mode_armv7() {
-  local sysroot="$KELVORA_ROOT/build-armv7/sysroot"
-  section "armv7: third-party libraries"
-  scripts/build-arm-deps.sh "$sysroot"
-  section "armv7: configure (arm-linux-gnueabihf, NEON, -Werror)"
-  configure build-armv7 -DCMAKE_BUILD_TYPE=Release \
-    -DCMAKE_TOOLCHAIN_FILE="$KELVORA_ROOT/cmake/toolchain-armv7.cmake" \
-    -DKELVORA_ARM_SYSROOT="$sysroot" \
-    -DKELVORA_BUILD_TESTS=ON -DKELVORA_BUILD_BENCHMARKS=OFF -DKELVORA_BUILD_TOOLS=OFF \
-    -DKELVORA_FORCE_SCALAR=OFF -DKELVORA_SANITIZE=OFF
-  section "armv7: build"
-  build build-armv7
-  section "armv7: tests under qemu-arm"
-  run_ctest build-armv7
+  armv7_tests armv7 clang
+}
+
+mode_armv7-gcc() {
+  armv7_tests armv7-gcc gcc
 }
 
 mode_fuzz() {
@@ -342,7 +352,7 @@ case "$mode" in
     usage
     exit 0
     ;;
-  all | format | x86 | package | docs | sanitize | scalar | armv7 | fuzz | bench) ;;
+  all | format | x86 | package | docs | sanitize | scalar | armv7 | armv7-gcc | fuzz | bench) ;;
   *)
     usage >&2
     die "unknown mode: $mode"

@@ -43,6 +43,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(CMAKE_C_STANDARD_INCLUDE_DIRECTORIES "${KELVORA_ARM_SYSROOT}/include")
 set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES "${KELVORA_ARM_SYSROOT}/include")
 
-# Host-only tools and benchmarks are not cross built.
-set(KELVORA_BUILD_BENCHMARKS OFF CACHE BOOL "Build the benchmarks" FORCE)
+# The command-line tool needs host-only libraries (CLI11, libpng). The
+# benchmarks stay possible: Google Benchmark is not in the sysroot, so only
+# the instruction-count program (bench/armv7) is built.
 set(KELVORA_BUILD_TOOLS OFF CACHE BOOL "Build the command-line tool" FORCE)

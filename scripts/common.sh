@@ -49,7 +49,8 @@ armv7_build_dir() {
   printf '%s\n' "$dir"
 }
 
-# Configures SOURCE into BUILD as an armv7 build (Release, -Werror, tests). Every mode that shares a tree configures it
+# Configures SOURCE into BUILD as an armv7 build (Release, -Werror, tests and
+# the instruction-count program). Every mode that shares a tree configures it
 # through here, so the cache never flips between two sets of options. A tree
 # left by the other compiler is started afresh (its sysroot, if any, stays).
 configure_armv7() {
@@ -58,7 +59,7 @@ configure_armv7() {
   [ "$compiler" = clang ] && toolchain="$KELVORA_ROOT/cmake/toolchain-armv7-clang.cmake"
   [ "$backend" = scalar ] && scalar=ON
   if [ -f "$build/CMakeCache.txt" ] &&
-    ! grep -qxF "CMAKE_TOOLCHAIN_FILE:FILEPATH=$toolchain" "$build/CMakeCache.txt"; then
+    ! grep -qx "CMAKE_TOOLCHAIN_FILE:[A-Z]*=$toolchain" "$build/CMakeCache.txt"; then
     note "$build was configured with another toolchain: configuring it afresh"
     rm -rf "$build/CMakeCache.txt" "$build/CMakeFiles"
   fi
@@ -66,6 +67,6 @@ configure_armv7() {
     -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
     -DKELVORA_ARM_SYSROOT="$KELVORA_ARM_SYSROOT_DIR" \
-    -DKELVORA_BUILD_TESTS=ON -DKELVORA_BUILD_BENCHMARKS=OFF -DKELVORA_BUILD_TOOLS=OFF \
+    -DKELVORA_BUILD_TESTS=ON -DKELVORA_BUILD_BENCHMARKS=ON -DKELVORA_BUILD_TOOLS=OFF \
     -DKELVORA_FORCE_SCALAR="$scalar" -DKELVORA_SANITIZE=OFF
 }

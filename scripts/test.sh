@@ -3,7 +3,8 @@
 #
 #   scripts/test.sh [MODE]
 #
-#   all       (default) format, x86, package, docs, sanitize, armv7 and fuzz
+#   all       (default) format, x86, package, docs, sanitize, armv7,
+#             armv7-count and fuzz
 #   format    clang-format --dry-run --Werror on every tracked C/C++ file
 #   x86       GCC Release build of everything with -Werror, tests, install
 #             check (a host built against a scratch prefix, CMake and pkg-config)
@@ -17,6 +18,10 @@
 #   armv7     cross build for armv7-a NEON with Clang and lld (the compiler
 #             of phone builds), every test layer under qemu-arm
 #   armv7-gcc the same with the GCC cross compiler (not part of "all")
+#   armv7-count
+#             instructions per frame set under qemu-arm (Clang, NEON and
+#             scalar, 224x172 and 640x480), checked against the committed
+#             threshold; the check itself is tested too
 #   fuzz      short libFuzzer run of every fuzz target (skipped without fuzz/)
 #   bench     short Google Benchmark run (not part of "all")
 #
@@ -30,7 +35,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$KELVORA_ROOT"
 
 usage() {
-  sed -n '2,27p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
+  sed -n '2,32p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
 }
 
 timings=()
@@ -323,6 +328,29 @@ mode_armv7-gcc() {
   armv7_tests armv7-gcc gcc
 }
 
+# The count and its check, then a test of the check: with the threshold set
+# just below what passes the count must fail with the check's own exit status
+# 3, and with it set just high enough it must pass. The two re-runs count
+# only the checked build and size.
+mode_armv7-count() {
+  scripts/armv7-count.sh
+  local count
+  count="$(awk -F'\t' '$1 == "total" { print $3 }' \
+    build-armv7-count/counts/clang-neon/224x172/frame.tsv)"
+  [[ "$count" =~ ^[0-9]+$ ]] || die "armv7-count: no count to test the check with"
+  # The limit is threshold x 1.05: fails below count / 1.05, passes from there.
+  local failing=$(((count * 100 - 1) / 105)) passing=$(((count * 100 + 104) / 105))
+  section "armv7-count: the check itself (threshold $failing must fail, $passing must pass)"
+  local status=0
+  KELVORA_ARMV7_COUNT_THRESHOLD="$failing" scripts/armv7-count.sh \
+    --builds clang-neon --sizes 224x172 --top 0 >/dev/null 2>&1 || status=$?
+  [ "$status" -eq 3 ] || die "armv7-count: threshold $failing gave exit status $status, not 3"
+  KELVORA_ARMV7_COUNT_THRESHOLD="$passing" scripts/armv7-count.sh \
+    --builds clang-neon --sizes 224x172 --top 0 >/dev/null ||
+    die "armv7-count: threshold $passing did not pass"
+  note "the check fails 5 % above the threshold and passes at it"
+}
+
 mode_fuzz() {
   section "fuzz: smoke run"
   if [ ! -f fuzz/CMakeLists.txt ]; then
@@ -352,7 +380,7 @@ case "$mode" in
     usage
     exit 0
     ;;
-  all | format | x86 | package | docs | sanitize | scalar | armv7 | armv7-gcc | fuzz | bench) ;;
+  all | format | x86 | package | docs | sanitize | scalar | armv7 | armv7-gcc | armv7-count | fuzz | bench) ;;
   *)
     usage >&2
     die "unknown mode: $mode"
@@ -369,7 +397,7 @@ if [ "${KELVORA_SKIP_SETUP:-0}" != 1 ]; then
 fi
 
 if [ "$mode" = all ]; then
-  for m in format x86 package docs sanitize armv7 fuzz; do timed "$m"; done
+  for m in format x86 package docs sanitize armv7 armv7-count fuzz; do timed "$m"; done
 else
   timed "$mode"
 fi

@@ -179,11 +179,11 @@ function stage(name) {
   if (name ~ /[Cc]alcPixel|[Aa]tan|[Ww]iggl|NormalisedAmplitude|Phase/) return "calcPixel"
   if (name ~ /[Cc]alc2Freq|TwoFrequency/) return "two-frequency unwrapping"
   if (name ~ /[Ff]ilter2Freq/) return "filter2Freq"
-  if (name ~ /adaptive_noise|AdaptiveNoise/) return "adaptive noise filter"
-  if (name ~ /median|[Mm]ultipath|[Mm]pi/) return "multipath (measures, medians, flags)"
+  if (name ~ /adaptive_noise|AdaptiveNoise|FastExp/) return "adaptive noise filter"
+  if (name ~ /median|[Mm]ultipath|[Mm]pi|NoiseFloor/) return "multipath (measures, medians, flags)"
   if (name ~ /[Ff]lying|flagNoise|validateImage/) return "noise, flying pixels, validation"
-  if (name ~ /[Pp]ointCloud|[Cc]artesian/) return "point cloud"
-  if (name ~ /[Aa]utoExposure|greaterNanLast|introselect/) return "auto exposure"
+  if (name ~ /[Pp]oint_?[Cc]loud|pointcloud|[Cc]artesian/) return "point cloud"
+  if (name ~ /[Aa]utoExposure|zyn_select|greaterNanLast|introselect/) return "auto exposure"
   return "other (engine, drivers, copies)"
 }'
 

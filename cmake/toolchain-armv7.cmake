@@ -1,45 +1,13 @@
-# Cross build for 32-bit ARM Linux (armv7-a with NEON, hard-float ABI), run
-# under qemu-arm. It stands in for the Android armeabi-v7a target on a Debian
-# machine: same instruction set and vector unit, so the NEON backend and its
-# refined estimates are exercised without a device.
-#
-# Third-party libraries (GoogleTest, kissfft) come from a sysroot that
-# scripts/build-arm-deps.sh fills; pass its path as KELVORA_ARM_SYSROOT
-# (default: <build dir>/sysroot).
-set(CMAKE_SYSTEM_NAME Linux)
-set(CMAKE_SYSTEM_PROCESSOR armv7)
+# Cross build for 32-bit ARM Linux (armv7-a with NEON, hard-float ABI) with
+# Debian's GCC cross compiler, run under qemu-arm. It stands in for the
+# Android armeabi-v7a target on a Debian machine: same instruction set and
+# vector unit, so the NEON backend and its refined estimates are exercised
+# without a device. Phone builds use Clang (toolchain-armv7-clang.cmake);
+# this one keeps the library building and correct with GCC as well, and
+# builds the third-party libraries of the sysroot (scripts/build-arm-deps.sh).
+include(${CMAKE_CURRENT_LIST_DIR}/KelvoraArmv7Target.cmake)
 
-set(KELVORA_ARM_TRIPLE arm-linux-gnueabihf)
 set(CMAKE_C_COMPILER ${KELVORA_ARM_TRIPLE}-gcc)
 set(CMAKE_CXX_COMPILER ${KELVORA_ARM_TRIPLE}-g++)
-
-set(KELVORA_ARM_FLAGS "-march=armv7-a -mfpu=neon -mfloat-abi=hard")
 set(CMAKE_C_FLAGS_INIT "${KELVORA_ARM_FLAGS}")
 set(CMAKE_CXX_FLAGS_INIT "${KELVORA_ARM_FLAGS}")
-
-# A list, so CTest passes the emulator and its library root as separate words.
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L /usr/${KELVORA_ARM_TRIPLE})
-
-if(NOT KELVORA_ARM_SYSROOT)
-  if(DEFINED ENV{KELVORA_ARM_SYSROOT})
-    set(KELVORA_ARM_SYSROOT "$ENV{KELVORA_ARM_SYSROOT}")
-  else()
-    set(KELVORA_ARM_SYSROOT "${CMAKE_BINARY_DIR}/sysroot")
-  endif()
-endif()
-# Try-compile projects re-read this file in their own build tree; hand them
-# the sysroot chosen here rather than letting them guess a path of their own.
-list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES KELVORA_ARM_SYSROOT)
-
-# Libraries and headers only from the cross sysroot and the cross compiler's
-# own tree; programs (qemu, code generators) from the host.
-set(CMAKE_FIND_ROOT_PATH "${KELVORA_ARM_SYSROOT}" /usr/${KELVORA_ARM_TRIPLE})
-set(CMAKE_PREFIX_PATH "${KELVORA_ARM_SYSROOT}")
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-
-# Host-only tools and benchmarks are not cross built.
-set(KELVORA_BUILD_BENCHMARKS OFF CACHE BOOL "Build the benchmarks" FORCE)
-set(KELVORA_BUILD_TOOLS OFF CACHE BOOL "Build the command-line tool" FORCE)

@@ -1,8 +1,13 @@
 #!/usr/bin/env bash
-# Cross-builds the third-party libraries the armv7 build links (GoogleTest and
+# Cross-builds the third-party libraries the armv7 builds link (GoogleTest and
 # single-precision kissfft) into a sysroot, from Debian's own sources: the
 # GoogleTest source package in /usr/src and kissfft's Debian source package.
 # Nothing third-party is kept in the repository.
+#
+# The GCC cross compiler builds them, and one sysroot serves the GCC and the
+# Clang armv7 builds alike: Clang compiles against the same libstdc++ headers
+# and links the same libstdc++, so GoogleTest's C++ interface has one ABI.
+# (kissfft is plain C.)
 #
 #   scripts/build-arm-deps.sh [SYSROOT]      (default: build-armv7/sysroot)
 #

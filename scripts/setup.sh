@@ -8,7 +8,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 packages=(
   cmake g++ clang clang-tidy clang-format libclang-rt-14-dev
   libkissfft-dev googletest libgtest-dev libbenchmark-dev libcli11-dev libpng-dev
-  g++-arm-linux-gnueabihf qemu-user
+  g++-arm-linux-gnueabihf lld qemu-user
   dpkg-dev file valgrind pkg-config doxygen
   # kelvora view: its HTTP server, JSON, and the three.js it serves
   libcpp-httplib-dev nlohmann-json3-dev libjs-three

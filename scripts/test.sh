@@ -3,8 +3,8 @@
 #
 #   scripts/test.sh [MODE]
 #
-#   all       (default) format, x86, view, package, docs, sanitize, armv7 and
-#             fuzz
+#   all       (default) format, x86, view, package, docs, sanitize, armv7,
+#             armv7-count and fuzz
 #   format    clang-format --dry-run --Werror on every tracked C/C++ file
 #   x86       GCC Release build of everything with -Werror, tests, install
 #             check (a host built against a scratch prefix, CMake and pkg-config)
@@ -17,7 +17,13 @@
 #   scalar    GCC build forcing the scalar vector backend, tests (not part of
 #             "all": every vector kernel is already tested against the scalar
 #             backend inside the other builds)
-#   armv7     cross build for armv7-a NEON, tests under qemu-arm
+#   armv7     cross build for armv7-a NEON with Clang and lld (the compiler
+#             of phone builds), every test layer under qemu-arm
+#   armv7-gcc the same with the GCC cross compiler (not part of "all")
+#   armv7-count
+#             instructions per frame set under qemu-arm (Clang, NEON and
+#             scalar, 224x172 and 640x480), checked against the committed
+#             threshold; the check itself is tested too
 #   fuzz      short libFuzzer run of every fuzz target (skipped without fuzz/)
 #   bench     short Google Benchmark run (not part of "all")
 #
@@ -31,7 +37,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$KELVORA_ROOT"
 
 usage() {
-  sed -n '2,27p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
+  sed -n '2,32p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
 }
 
 timings=()
@@ -40,12 +46,12 @@ current_start=0
 print_timings() {
   local status=$?
   if [ "$status" -ne 0 ] && [ -n "$current_mode" ]; then
-    timings+=("$(printf '%-9s %4d s  FAILED' "$current_mode" $((SECONDS - current_start)))")
+    timings+=("$(printf '%-11s %4d s  FAILED' "$current_mode" $((SECONDS - current_start)))")
   fi
   if [ "${#timings[@]}" -gt 0 ]; then
     section "timings"
     printf '%s\n' "${timings[@]}"
-    printf '%-9s %4d s\n' total "$SECONDS"
+    printf '%-11s %4d s\n' total "$SECONDS"
   fi
   if [ "$status" -ne 0 ]; then
     printf '\nFAILED (exit %d)\n' "$status" >&2
@@ -58,7 +64,7 @@ timed() {
   current_mode="$1"
   current_start=$SECONDS
   "mode_$1"
-  timings+=("$(printf '%-9s %4d s' "$1" $((SECONDS - current_start)))")
+  timings+=("$(printf '%-11s %4d s' "$1" $((SECONDS - current_start)))")
   current_mode=""
 }
 
@@ -316,20 +322,51 @@ mode_scalar() {
   run_ctest build-scalar
 }
 
+# Cross build for armv7-a NEON with COMPILER (clang or gcc) and every test
+# layer under qemu-arm.
+armv7_tests() {
+  local mode="$1" compiler="$2"
+  local dir
+  dir="$(armv7_build_dir "$compiler" neon)"
+  section "$mode: third-party libraries"
+  scripts/build-arm-deps.sh "$KELVORA_ARM_SYSROOT_DIR"
+  section "$mode: configure ($compiler, arm-linux-gnueabihf, NEON, -Werror)"
+  configure_armv7 "$compiler" neon . "$dir"
+  section "$mode: build"
+  build "$dir"
+  section "$mode: tests under qemu-arm"
+  run_ctest "$dir"
+}
+
 mode_armv7() {
-  local sysroot="$KELVORA_ROOT/build-armv7/sysroot"
-  section "armv7: third-party libraries"
-  scripts/build-arm-deps.sh "$sysroot"
-  section "armv7: configure (arm-linux-gnueabihf, NEON, -Werror)"
-  configure build-armv7 -DCMAKE_BUILD_TYPE=Release \
-    -DCMAKE_TOOLCHAIN_FILE="$KELVORA_ROOT/cmake/toolchain-armv7.cmake" \
-    -DKELVORA_ARM_SYSROOT="$sysroot" \
-    -DKELVORA_BUILD_TESTS=ON -DKELVORA_BUILD_BENCHMARKS=OFF -DKELVORA_BUILD_TOOLS=OFF \
-    -DKELVORA_FORCE_SCALAR=OFF -DKELVORA_SANITIZE=OFF
-  section "armv7: build"
-  build build-armv7
-  section "armv7: tests under qemu-arm"
-  run_ctest build-armv7
+  armv7_tests armv7 clang
+}
+
+mode_armv7-gcc() {
+  armv7_tests armv7-gcc gcc
+}
+
+# The count and its check, then a test of the check: with the threshold set
+# just below what passes the count must fail with the check's own exit status
+# 3, and with it set just high enough it must pass. The two re-runs count
+# only the checked build and size.
+mode_armv7-count() {
+  scripts/armv7-count.sh
+  local count
+  count="$(awk -F'\t' '$1 == "total" { print $3 }' \
+    build-armv7-count/counts/clang-neon/224x172/frame.tsv)"
+  [[ "$count" =~ ^[0-9]+$ ]] || die "armv7-count: no count to test the check with"
+  # The limit is threshold x 1.05: fails below count / 1.05, passes from there.
+  local failing=$(((count * 100 - 1) / 105)) passing=$(((count * 100 + 104) / 105))
+  section "armv7-count: the check itself (threshold $failing must fail, $passing must pass)"
+  local status=0
+  KELVORA_ARMV7_COUNT_THRESHOLD="$failing" scripts/armv7-count.sh \
+    --builds clang-neon --sizes 224x172 --top 0 >/dev/null 2>&1 || status=$?
+  [ "$status" -eq 3 ] || die "armv7-count: threshold $failing gave exit status $status, not 3"
+  KELVORA_ARMV7_COUNT_THRESHOLD="$passing" scripts/armv7-count.sh \
+    --builds clang-neon --sizes 224x172 --top 0 >/dev/null ||
+    die "armv7-count: threshold $passing did not pass"
+  note "the check fails 5 % above the threshold and passes at it"
 }
 
 mode_fuzz() {
@@ -361,7 +398,7 @@ case "$mode" in
     usage
     exit 0
     ;;
-  all | format | x86 | view | package | docs | sanitize | scalar | armv7 | fuzz | bench) ;;
+  all | format | x86 | view | package | docs | sanitize | scalar | armv7 | armv7-gcc | armv7-count | fuzz | bench) ;;
   *)
     usage >&2
     die "unknown mode: $mode"
@@ -378,7 +415,7 @@ if [ "${KELVORA_SKIP_SETUP:-0}" != 1 ]; then
 fi
 
 if [ "$mode" = all ]; then
-  for m in format x86 view package docs sanitize armv7 fuzz; do timed "$m"; done
+  for m in format x86 view package docs sanitize armv7 armv7-count fuzz; do timed "$m"; done
 else
   timed "$mode"
 fi

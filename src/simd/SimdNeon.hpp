@@ -30,6 +30,34 @@ struct Tag {
   static constexpr std::size_t kLanes = 4;
 };
 
+namespace detail {
+// GCC without unsafe-math writes vcgtq_f32 and its siblings as generic vector
+// comparisons and, because the NEON instruction treats denormals as zero,
+// lowers each one to four scalar VFP compares with moves through core
+// registers. Every NEON operation of this backend treats denormals as zero
+// anyway, so GCC is given the instruction itself; Clang emits it for the
+// intrinsics already. vclt and vcle are vcgt and vcge with swapped operands.
+#if defined(__GNUC__) && !defined(__clang__)
+inline uint32x4_t CompareGt(float32x4_t a, float32x4_t b) {
+  uint32x4_t r;
+  __asm__("vcgt.f32 %q0, %q1, %q2" : "=w"(r) : "w"(a), "w"(b));
+  return r;
+}
+inline uint32x4_t CompareGe(float32x4_t a, float32x4_t b) {
+  uint32x4_t r;
+  __asm__("vcge.f32 %q0, %q1, %q2" : "=w"(r) : "w"(a), "w"(b));
+  return r;
+}
+#else
+inline uint32x4_t CompareGt(float32x4_t a, float32x4_t b) {
+  return vcgtq_f32(a, b);
+}
+inline uint32x4_t CompareGe(float32x4_t a, float32x4_t b) {
+  return vcgeq_f32(a, b);
+}
+#endif
+}  // namespace detail
+
 inline VF Zero(Tag) {
   return VF{vdupq_n_f32(0.f)};
 }
@@ -78,10 +106,10 @@ inline VF Neg(VF a) {
 }
 // Same lane choice as the scalar ternaries b < a ? b : a and a < b ? b : a.
 inline VF Min(VF a, VF b) {
-  return VF{vbslq_f32(vcltq_f32(b.v, a.v), b.v, a.v)};
+  return VF{vbslq_f32(detail::CompareGt(a.v, b.v), b.v, a.v)};
 }
 inline VF Max(VF a, VF b) {
-  return VF{vbslq_f32(vcltq_f32(a.v, b.v), b.v, a.v)};
+  return VF{vbslq_f32(detail::CompareGt(b.v, a.v), b.v, a.v)};
 }
 
 inline VF ReciprocalEstimate(VF a) {
@@ -146,16 +174,16 @@ inline VF BitCastToFloat(VI a) {
 }
 
 inline M Lt(VF a, VF b) {
-  return M{vcltq_f32(a.v, b.v)};
+  return M{detail::CompareGt(b.v, a.v)};
 }
 inline M Gt(VF a, VF b) {
-  return M{vcgtq_f32(a.v, b.v)};
+  return M{detail::CompareGt(a.v, b.v)};
 }
 inline M Le(VF a, VF b) {
-  return M{vcleq_f32(a.v, b.v)};
+  return M{detail::CompareGe(b.v, a.v)};
 }
 inline M Ge(VF a, VF b) {
-  return M{vcgeq_f32(a.v, b.v)};
+  return M{detail::CompareGe(a.v, b.v)};
 }
 inline M Eq(VF a, VF b) {
   return M{vceqq_f32(a.v, b.v)};

@@ -54,6 +54,10 @@ void onFree(const volatile void*) {}
     __sanitizer_install_malloc_and_free_hooks(onMalloc, onFree);
 }  // namespace
 #else
+// The replacements must be exported to take the place of the C library's for
+// the C++ runtime's own calls; the project builds with hidden visibility,
+// which Clang (unlike GCC) applies to them too.
+#pragma GCC visibility push(default)
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -92,6 +96,7 @@ void free(void* p) {
   __libc_free(p);
 }
 }
+#pragma GCC visibility pop
 #endif
 
 namespace kelvora::testing {

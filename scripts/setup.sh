@@ -10,6 +10,7 @@ packages=(
   libkissfft-dev googletest libgtest-dev libbenchmark-dev libcli11-dev libpng-dev
   g++-arm-linux-gnueabihf qemu-user
   dpkg-dev file valgrind pkg-config doxygen
+  pybind11-dev python3-dev python3-numpy python3-pytest
 )
 
 missing=()

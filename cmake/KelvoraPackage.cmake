@@ -44,6 +44,12 @@ if(KELVORA_BUILD_PYTHON)
   math(EXPR kelvora_python_next "${Python3_VERSION_MINOR} + 1")
   set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
     "python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${kelvora_python_next}), python3-numpy")
+  set(KELVORA_PACKAGE_PYTHON_DIR "${CPACK_PACKAGING_INSTALL_PREFIX}/${KELVORA_PYTHON_INSTALL_DIR}")
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/kelvora-prerm.in ${PROJECT_BINARY_DIR}/package/prerm
+    @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+    WORLD_READ WORLD_EXECUTE)
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/package/prerm)
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION TRUE)
 endif()
 
 # Monolithic: every component in the one package. CPACK_COMPONENTS_ALL lists

@@ -257,9 +257,13 @@ mode_package() {
   [ -n "$deb" ] || die "package: cpack made no kelvora_*.deb"
   section "package: $(basename "$deb")"
   dpkg-deb --field "$deb" Package Version Architecture Depends
-  dpkg-deb --contents "$deb"
-  dpkg-deb --contents "$deb" | grep -q '/dist-packages/kelvora/_kelvora' ||
-    die "package: no Python module in $(basename "$deb")"
+  local contents
+  contents="$(dpkg-deb --contents "$deb")"
+  printf '%s\n' "$contents"
+  case "$contents" in
+    */dist-packages/kelvora/_kelvora.*) ;;
+    *) die "package: no Python module in $(basename "$deb")" ;;
+  esac
 
   if [ "${KELVORA_SYSTEM_INSTALL:-1}" = 0 ]; then
     note "not installed (KELVORA_SYSTEM_INSTALL=0)"

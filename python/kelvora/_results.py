@@ -11,8 +11,8 @@ class FrameResult:
     """The results of one frame set, each a numpy array of its own.
 
     The engine writes straight into these arrays, and a new frame set gets
-    new ones, so a result stays as it is after later calls. (Memory of
-    results nobody holds any more is kept for the next frame sets.) Images have the
+    new ones, so a result stays as it is after later calls (the memory of
+    results nobody holds any more serves later frame sets). Images have the
     engine's shape (height, width), row 0 at the top of the sensor image.
 
     Attributes

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the library on this machine and runs the demo: `kelvora demo` turns a
 # synthetic scene, seen through a synthetic calibration, into depth data.
-# Arguments are passed on to `kelvora demo`.
+# Arguments are passed on to `kelvora demo`. Also builds the Python package
+# into build/python (README, section Python).
 set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -11,10 +12,11 @@ scripts/setup.sh
 
 section "configure (build/)"
 cmake -S . -B build --log-level=WARNING -DCMAKE_BUILD_TYPE=Release \
-  -DKELVORA_BUILD_TESTS=ON -DKELVORA_BUILD_BENCHMARKS=OFF -DKELVORA_BUILD_TOOLS=ON
+  -DKELVORA_BUILD_TESTS=ON -DKELVORA_BUILD_BENCHMARKS=OFF -DKELVORA_BUILD_TOOLS=ON \
+  -DKELVORA_BUILD_PYTHON=ON
 
-section "build the command-line tool"
-cmake --build build -j "$KELVORA_JOBS" --target kelvora_cli
+section "build the command-line tool and the Python package"
+cmake --build build -j "$KELVORA_JOBS" --target kelvora_cli kelvora_python
 
 # Outputs go to build/demo unless the arguments name another folder.
 out=build/demo
@@ -28,3 +30,4 @@ if [[ -n "$out" ]]; then
 else
   build/tools/kelvora demo "$@"
 fi
+note "Python: export PYTHONPATH=\"$KELVORA_ROOT/build/python\", then /usr/bin/python3 -c \"import kelvora\""

@@ -14,6 +14,8 @@ packages=(
   libcpp-httplib-dev nlohmann-json3-dev libjs-three
   # the viewer's tests: headless Chromium driven from Debian's python3
   chromium chromium-driver python3-selenium python3-pytest python3-numpy
+  # the Python package
+  pybind11-dev python3-dev
 )
 
 missing=()

@@ -6,12 +6,14 @@
 #   all       (default) format, x86, view, package, docs, sanitize, armv7,
 #             armv7-count and fuzz
 #   format    clang-format --dry-run --Werror on every tracked C/C++ file
-#   x86       GCC Release build of everything with -Werror, tests, install
-#             check (a host built against a scratch prefix, CMake and pkg-config)
+#   x86       GCC Release build of everything with -Werror, tests (the Python
+#             package's pytest suite among them), install check (a host built
+#             against a scratch prefix, CMake and pkg-config; the Python package)
 #   view      the viewer page of the x86 build in headless Chromium
 #             (tests/view); screenshots in build-x86/view-test
 #   package   Debian package of the x86 build (cpack), its contents, then
-#             apt-get install of it, a host built and run against /usr, removal
+#             apt-get install of it, a host built and run against /usr, the
+#             Python package imported from /usr, removal
 #   docs      API reference with Doxygen; any undocumented entity fails
 #   sanitize  Clang build with AddressSanitizer + UndefinedBehaviorSanitizer, tests
 #   scalar    GCC build forcing the scalar vector backend, tests (not part of
@@ -146,6 +148,31 @@ check_installed_tool() {
   esac
 }
 
+# Imports the installed Python package with Debian's interpreter and an
+# empty environment (PYTHONPATH aside), checks that it loaded libkelvora.so
+# from the installed library folder, and processes a recording with it.
+check_python_package() {
+  local site="$1" libdir="$2" data="$3"
+  local environment=()
+  [ -z "$site" ] || environment+=("PYTHONPATH=$site")
+  local output
+  output="$(env -i "${environment[@]}" /usr/bin/python3 - "$libdir" "$data" <<'EOF'
+import sys
+
+import kelvora
+
+libdir, data = sys.argv[1:]
+loaded = {line.split()[-1] for line in open("/proc/self/maps") if "libkelvora.so" in line}
+assert loaded and all(path.startswith(libdir + "/") for path in loaded), loaded
+engine = kelvora.Engine(f"{data}/calibration.bin")
+results = [engine.process(*fs) for fs in kelvora.Recording.open(f"{data}/recording.kvrec")]
+print(f"Python package {kelvora.__file__}: {len(results)} frame set(s) processed, "
+      f"{int(results[-1].valid.sum())} valid pixels, library {sorted(loaded)[0]}")
+EOF
+  )" || die "install: the Python package${site:+ in $site} failed"
+  note "$output"
+}
+
 # Installs the x86 build into a scratch prefix, as a host installs into its
 # own folder, and builds and runs the host example against it. Outside the
 # loader's search path a host needs an rpath; the CMake build tree gets one
@@ -177,6 +204,11 @@ install_check() {
   env -i "$prefix/bin/kelvora" synth --out "$check/data" --width 64 --height 48 --frames 1 \
     >/dev/null
 
+  local module
+  module="$(find "$prefix" -name '_kelvora*.so' -print -quit)"
+  [ -n "$module" ] || die "install: no Python module under $prefix"
+  check_python_package "$(dirname "$(dirname "$module")")" "$libdir" "$check/data"
+
   PKG_CONFIG_PATH="$libdir/pkgconfig" build_host_example "$check/host" "$prefix" \
     -Wl,-rpath,"$libdir"
   run_host_example "$check/host/host-pkgconfig" "$check/data/calibration.bin"
@@ -192,7 +224,7 @@ configure_x86() {
     -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON \
     -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
     -DKELVORA_BUILD_TESTS=ON -DKELVORA_BUILD_BENCHMARKS=ON -DKELVORA_BUILD_TOOLS=ON \
-    -DKELVORA_FORCE_SCALAR=OFF -DKELVORA_SANITIZE=OFF
+    -DKELVORA_BUILD_PYTHON=ON -DKELVORA_FORCE_SCALAR=OFF -DKELVORA_SANITIZE=OFF
 }
 
 mode_x86() {
@@ -240,7 +272,7 @@ mode_format() {
 mode_package() {
   section "package: build (cpack, Debian package)"
   configure_x86
-  build build-x86 --target kelvora kelvora_cli
+  build build-x86 --target kelvora kelvora_cli kelvora_python
   rm -f build-x86/kelvora_*.deb
   (cd build-x86 && cpack -G DEB >/dev/null)
   local deb
@@ -250,7 +282,13 @@ mode_package() {
   dpkg-deb --field "$deb" Package Version Architecture Depends Recommends
   dpkg-deb --field "$deb" Recommends | grep -q libjs-three ||
     die "package: does not recommend libjs-three, which kelvora view serves"
-  dpkg-deb --contents "$deb"
+  local contents
+  contents="$(dpkg-deb --contents "$deb")"
+  printf '%s\n' "$contents"
+  case "$contents" in
+    */dist-packages/kelvora/_kelvora.*) ;;
+    *) die "package: no Python module in $(basename "$deb")" ;;
+  esac
 
   if [ "${KELVORA_SYSTEM_INSTALL:-1}" = 0 ]; then
     note "not installed (KELVORA_SYSTEM_INSTALL=0)"
@@ -275,12 +313,14 @@ mode_package() {
     build_host_example "$check/host" ""
     run_host_example "$check/host/host-pkgconfig" "$check/data/calibration.bin"
     run_host_example "$check/host/cmake/kelvora_host_example" "$check/data/calibration.bin"
+    check_python_package "" /usr/lib "$check/data"
   )
   status=$?
   set -e
   apt_quiet purge -y kelvora >/dev/null
   [ "$status" -eq 0 ] || die "package: the installed package failed its check"
-  if compgen -G "/usr/lib/*/libkelvora.so*" >/dev/null || [ -e /usr/bin/kelvora ]; then
+  if compgen -G "/usr/lib/*/libkelvora.so*" >/dev/null || [ -e /usr/bin/kelvora ] ||
+    [ -e /usr/lib/python3/dist-packages/kelvora ]; then
     die "package: files left behind after removal"
   fi
   note "package installed, used by a host and removed: $(basename "$deb")"

@@ -1,9 +1,9 @@
 // The engine through its public interface: creation and hidden parameters,
 // reconfiguration with and without re-initialisation, refusals that leave
-// the engine exactly as it was, redirections, results, calibration fields,
-// the fixed abort messages and the engine's lifetime. (Engines of legacy
-// calibrations run in the tool's end-to-end table, frames an engine does not
-// read in the bad-frame table.)
+// the engine exactly as it was, results, calibration fields and the fixed
+// abort messages. (Engines of legacy calibrations run in the tool's
+// end-to-end table, frames an engine does not read in the bad-frame table,
+// redirections in the isolation tests; LeakSanitizer watches the lifetime.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,10 +12,6 @@
 #include <sstream>
 #include <string>
 #include <vector>
-
-#if defined(__GLIBC__)
-#include <malloc.h>
-#endif
 
 #include "base/StatusCodes.hpp"
 #include "common/EngineHarness.hpp"
@@ -180,35 +176,6 @@ TEST(EngineReconfigure, RefusedRequestsLeaveTheEngineAsIfNeverAsked) {
   }
 }
 
-TEST(EngineReconfigure, RedirectedResultsAreTheCallersArraysUntilCleared) {
-  const synth::SyntheticCalibrationOptions o = smallCalibration();
-  const uint32_t n = o.width * o.height;
-  EnginePtr e = makeEngine(testing::containerBlobFor(o));
-  ASSERT_NE(e, nullptr);
-  synth::RenderedFrameSet frames = testing::SceneForEngine(o).render();
-  const Input<ArrayReference, 2> in = testing::inputFor(frames);
-  std::vector<float> cloud(4 * n, -1.f), distance(n, -1.f);
-  Configuration c = redirected<POINT_CLOUD>(e->configuration(), cloud.data(), 4 * n);
-  c = redirected<DISTANCE>(c, distance.data(), n);  // exactly as large as needed
-  ASSERT_EQ(e->reconfigure(c).code, KelvoraStatus::SUCCESS);
-  e->processWhole(in);
-  EXPECT_EQ(e->results<DISTANCE>().data(), distance.data());
-  EXPECT_EQ(static_cast<const IKelvora&>(*e).results<DISTANCE>().data(), distance.data())
-      << "a redirected result is handed out as a reference, never copied";
-  EXPECT_GT(*std::max_element(distance.begin(), distance.end()), 1.0f);
-  EXPECT_NE(cloud[4 * (n / 2) + 2], -1.f);
-
-  OutputRedirector<DISTANCE> off = c.getOutputRedirection<DISTANCE>();
-  off.clearRedirection();
-  c.setOutputRedirection(off);
-  ASSERT_EQ(e->reconfigure(c).code, KelvoraStatus::SUCCESS);
-  std::fill(distance.begin(), distance.end(), -5.f);
-  e->processWhole(in);
-  EXPECT_NE(e->results<DISTANCE>().data(), distance.data());
-  EXPECT_EQ(e->results<DISTANCE>().size(), n);
-  EXPECT_EQ(std::count(distance.begin(), distance.end(), -5.f), n);
-}
-
 TEST(EngineResults, OwnBuffersAreCopiedProposalsNever) {
   const synth::SyntheticCalibrationOptions o = smallCalibration();
   EnginePtr e = makeEngine(testing::containerBlobFor(o));
@@ -271,31 +238,6 @@ TEST(EngineDeathTest, InvariantViolationsAbortWithTheirMessage) {
   EXPECT_EXIT(static_cast<const IKelvora&>(*e).resultsImpl(DISTANCE, field),
               ::testing::KilledBySignal(SIGABRT),
               "^ResultType enumeration not handled completely\\.\n");
-}
-
-// Heap in use (glibc); LeakSanitizer does this job in the sanitizer build.
-size_t heapInUse() {
-#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__)
-  return mallinfo2().uordblks;
-#else
-  return 0;
-#endif
-}
-
-TEST(EngineLifecycle, ManyEnginesLeaveNoTrace) {
-  const synth::SyntheticCalibrationOptions o = smallCalibration();
-  const std::vector<uint8_t> blob = testing::containerBlobFor(o);
-  synth::RenderedFrameSet frames = testing::SceneForEngine(o).render();
-  const Input<ArrayReference, 2> in = testing::inputFor(frames);
-  auto cycles = [&](int count) {
-    for (int i = 0; i < count; ++i) makeEngine(blob)->processWhole(in);
-    return heapInUse();
-  };
-  // Settled once (the allocator's pools, buffers of the standard streams),
-  // the heap must not grow with the number of engines: a leak of even one
-  // small block per engine would add 6 kB or more over the second run.
-  const size_t settled = cycles(200);
-  EXPECT_LE(cycles(200), settled + 4096) << "after " << settled;
 }
 
 }  // namespace

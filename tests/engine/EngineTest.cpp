@@ -12,6 +12,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "base/StatusCodes.hpp"
@@ -108,7 +109,8 @@ TEST(EngineCreation, ConfigurationIsFittedToTheCalibration) {
 }
 
 TEST(EngineReconfigure, OnlyAFrequencyChangeRebuildsTheScratch) {
-  EnginePtr e = makeEngine(testing::containerBlobFor(smallCalibration()));
+  constexpr uint32_t kF20 = 20000000;
+  EnginePtr e = makeEngine(testing::containerBlobFor(smallCalibration({kF80, kF60, kF20})));
   ASSERT_NE(e, nullptr);
   const KelvoraIntermediate* before = asKelvora(*e).intermediate();
   EXPECT_EQ(e->reconfigure(e->configuration()).code, KelvoraStatus::SUCCESS);
@@ -118,11 +120,16 @@ TEST(EngineReconfigure, OnlyAFrequencyChangeRebuildsTheScratch) {
   EXPECT_EQ(asKelvora(*e).coreParameters().noiseThreshold, 0.1f);
   EXPECT_EQ(describe(e->configuration()), describe(c));
 
-  // Swapping the two calibrated frequencies re-initialises.
-  c = with(with(c, FREQUENCY_1, ParameterValue(kF60)), FREQUENCY_2, ParameterValue(kF80));
-  ASSERT_EQ(e->reconfigure(c).code, KelvoraStatus::SUCCESS);
+  // Each frequency alone re-initialises, which moves its calibration to its
+  // slot.
+  for (const auto& [key, frequency, slot] :
+       {std::tuple{FREQUENCY_2, kF20, 1}, std::tuple{FREQUENCY_1, kF60, 0}}) {
+    c = with(c, key, ParameterValue(frequency));
+    ASSERT_EQ(e->reconfigure(c).code, KelvoraStatus::SUCCESS) << frequency;
+    EXPECT_EQ(asKelvora(*e).calibration()->frequencies[slot].modulationFrequency, frequency);
+  }
   EXPECT_EQ(asKelvora(*e).coreParameters().freq1, kF60);
-  EXPECT_EQ(asKelvora(*e).calibration()->frequencies[0].modulationFrequency, kF60);
+  EXPECT_EQ(asKelvora(*e).coreParameters().freq2, kF20);
 }
 
 // A refused reconfiguration leaves the configuration and every result as

@@ -1,15 +1,11 @@
 // The block format read by the reader called directly: whole records through
 // the synthetic writer (which shares no code with the reader) and the reader
-// in every layout with custom blocks, the skipping of unknown blocks and the
-// date text.
+// in every layout with custom blocks, and the skipping of unknown blocks.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <string>
 #include <vector>
 
 #include "CalibrationTestSupport.hpp"
@@ -150,32 +146,6 @@ TEST(QvRoundTrip, RecordSurvivesWriterAndReaderInEveryLayout) {
     EXPECT_EQ(kelvora_getField(128 + 3, c.get(), copy), status::kSuccess);
     EXPECT_EQ(0, std::memcmp(copy, c->customFields[3].data, 70));
   }
-}
-
-// The date block: the standard date text in local time, then the seconds.
-TEST(QvDate, TextIsTheCalendarDateFollowedByTheSeconds) {
-  const char* tz = std::getenv("TZ");
-  const std::string oldTz = tz != nullptr ? tz : "";
-  setenv("TZ", "UTC", 1);
-  tzset();
-  // Calendar facts: 1970-01-01 was a Thursday, and 2023-11-14 22:13:20 UTC is
-  // 1700000000 s.
-  CalibrationPtr src = testing::syntheticRecord(8, 5, {80320000u}, true);
-  for (uint32_t seconds : {0u, 1700000000u}) {
-    synth::BlockWriterOptions o;
-    o.dateSeconds = seconds;
-    CalibrationPtr c = freshRecord(40);
-    ASSERT_EQ(readDirect(synth::writeBlockCalibration(*src, o), c.get(), 40).status,
-              status::kSuccess);
-    EXPECT_STREQ(c->date, seconds == 0 ? "Thu Jan  1 00:00:00 1970\n (0)"
-                                       : "Tue Nov 14 22:13:20 2023\n (1700000000)");
-  }
-  if (tz != nullptr) {
-    setenv("TZ", oldTz.c_str(), 1);
-  } else {
-    unsetenv("TZ");
-  }
-  tzset();
 }
 
 }  // namespace

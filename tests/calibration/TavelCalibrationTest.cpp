@@ -1,8 +1,9 @@
 // The container format: a blob typed byte by byte from the format's layout
 // (so that the reader and the synthetic writer cannot share a mistake), its
-// faults, and blobs of the writer read back field by field and cut at every
-// byte. (The packed arrays are checked against a slow reading by their fuzz
-// target; oversized headers by the bad-input table.)
+// faults, and blobs of the writer read back field by field. (The packed
+// arrays are checked against a slow reading by their fuzz target, cut blobs
+// by the container fuzz target and the bad-input table, as are oversized
+// headers.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -21,10 +22,8 @@ namespace {
 
 using testing::CalibrationPtr;
 
-uint32_t readHandler(const std::vector<uint8_t>& blob, KelvoraCalibration* record,
-                     size_t length = SIZE_MAX) {
-  return testing::readExactCopy(blob, std::min(length, blob.size()), record,
-                                kelvora_readTavelHandlerCalibration);
+uint32_t readHandler(const std::vector<uint8_t>& blob, KelvoraCalibration* record) {
+  return testing::readExactCopy(blob, blob.size(), record, kelvora_readTavelHandlerCalibration);
 }
 
 // 3 x 2 pixels, one frequency.
@@ -192,7 +191,6 @@ TEST(TavelRoundTrip, WrittenRecordsReadBackInEveryEncoding) {
       fppn.insert(fppn.end(), original->frequencies[f].fppn, original->frequencies[f].fppn + n);
     }
     options.fppn = encodingFor(fppn.data(), fppn.size(), rc.bits);
-    ASSERT_EQ(synth::ContainerQuantiser(options.fpn).packed, rc.bits != 0 && rc.bits < 24);
     const std::vector<uint8_t> blob = synth::writeContainerCalibration(*original, options);
 
     CalibrationPtr read = testing::freshRecord(n);
@@ -206,20 +204,6 @@ TEST(TavelRoundTrip, WrittenRecordsReadBackInEveryEncoding) {
     std::vector<uint8_t> relabelled = blob;
     relabelled[11] = static_cast<uint8_t>(rc.frequencies + 1);
     EXPECT_TRUE(status::isError(readHandler(relabelled, testing::freshRecord(n).get())));
-  }
-}
-
-// Every prefix of a packed three-frequency blob, each in an exact-size copy.
-TEST(TavelRoundTrip, EveryTruncationFailsCleanly) {
-  CalibrationPtr original = testing::syntheticRecord(6, 5, {80320000u, 60240000u, 20000000u});
-  synth::ContainerWriterOptions options;
-  options.fpn = encodingFor(original->fpn, 30, 7);
-  options.fppn = encodingFor(original->frequencies[0].fppn, 30, 11);
-  const std::vector<uint8_t> blob = synth::writeContainerCalibration(*original, options);
-  for (size_t length = 0; length < blob.size(); ++length) {
-    ASSERT_EQ(readHandler(blob, testing::freshRecord(30).get(), length),
-              length < 7 ? status::kUnsupported : status::kStreamTooShort)
-        << "length " << length;
   }
 }
 

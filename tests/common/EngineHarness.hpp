@@ -42,7 +42,6 @@ class SceneForEngine {
   SceneForEngine(const SceneForEngine&) = delete;
   SceneForEngine& operator=(const SceneForEngine&) = delete;
   synth::RenderedFrameSet render(uint32_t frameIndex = 0) const;
-  const synth::SceneGeometry& geometry() const { return geometry_; }
 
  private:
   KelvoraCalibration* calibration_;

@@ -22,7 +22,6 @@ class PipelineHarness : public synth::OutputArrays {
   KelvoraCalibration& calibration() { return *calibration_; }
   KelvoraParameter& parameters() { return parameters_; }
   synth::SceneGeometry& geometry() { return geometry_; }
-  const synth::SceneOptions& scene() const { return scene_; }
   KelvoraIntermediate& intermediate() { return *intermediate_; }
   uint32_t pixelCount() const { return parameters_.width * parameters_.height; }
 

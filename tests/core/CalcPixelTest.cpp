@@ -130,6 +130,7 @@ TEST(CalcPixel, ThresholdsAreStrictAndNormalisedAmplitudeIsKeptWhenSwitchedOff) 
   EXPECT_EQ(norm, std::vector<float>(5, 42.0f));
 }
 
+// The scalar arctangent shares the vector kernel's table.
 TEST(ZynAtanf, StaysWithinTheInterpolationErrorOfTheTrueArctangent) {
   double worst = 0.0;
   std::vector<float> xs;

@@ -1,6 +1,7 @@
 // The host conveniences on real engines: the setter by name refuses with the
 // reason the engine's calibration gives, and the listing holds exactly what
-// the setter accepts.
+// the setter accepts. (The refusals the tool's user-path table makes through
+// the same setter are not repeated here.)
 #include <gtest/gtest.h>
 
 #include <string>
@@ -32,16 +33,12 @@ TEST(HostSupport, SetterByNameSaysWhyTheEngineRefuses) {
            SetCase{false, "useSparsePointCloud", "on", R::NONE, "true"},
            SetCase{false, "freq2", "0", R::NONE, "0"},
            SetCase{true, "freq1", "60240000", R::NONE, "60240000"},
-           SetCase{false, "bogus", "1", R::UNKNOWN_NAME, "unknown parameter 'bogus'"},
            SetCase{false, "useRemoveStrayLight", "true", R::FIXED_BY_CALIBRATION,
                    "no stray-light model"},
-           SetCase{true, "numFreqs", "2", R::FIXED_BY_CALIBRATION, "one modulation frequency"},
-           SetCase{false, "amplitudeThreshold", "4095.5", R::OUT_OF_BOUNDS, "[0.00015, 4095]"},
            SetCase{false, "adaptiveNoiseFilterType", "3", R::OUT_OF_BOUNDS, "[1, 2]"},
            SetCase{false, "amplitudeThreshold", "nan", R::WRONG_TYPE, "takes a number"},
            SetCase{false, "exposureLimitUpper", "4294967296", R::WRONG_TYPE, "unsigned"},
            SetCase{false, "adaptiveNoiseFilterType", "1.5", R::WRONG_TYPE, "an integer"},
-           SetCase{false, "useValidateImage", "yes", R::WRONG_TYPE, "true or false"},
        }) {
     Configuration config = engines[c.oneFrequency]->configuration();
     const ParameterSetResult r = setParameterText(config, c.name, c.text);

@@ -124,26 +124,6 @@ struct Scene {
   static std::size_t at(uint32_t x, uint32_t y) { return y * kW + x; }
 };
 
-TEST(MultipathStage, GateNeedsTwoFrequenciesAndOneTest) {
-  for (int variant = 0; variant < 2; ++variant) {
-    Scene s;
-    s.inter.distanceDifference[Scene::at(3, 2)] = 5.0f;
-    s.probes[0].normAmplitude[Scene::at(3, 2)] = 500.0f;
-    if (variant == 0) {
-      s.inter.numFreqs = 1;
-    } else {
-      s.params.useMPIFlagAmplitude = false;
-      s.params.useMPIFlagDistance = false;
-    }
-    s.run();
-    for (std::size_t i = 0; i < Scene::kN; ++i) {
-      EXPECT_EQ(s.flags[i], 0u);
-      EXPECT_TRUE(std::isnan(s.inter.mpiAmplitudeRatio[i])) << "measure written";
-      EXPECT_TRUE(std::isnan(s.inter.mpiAmplitudeNoise[i])) << "measure written";
-    }
-  }
-}
-
 TEST(MultipathStage, ThresholdsAreNoiseScaledAboveTheirFloorsAndFlagsAccumulate) {
   Scene s;
   for (uint32_t y = 0; y < Scene::kH; ++y) {

@@ -65,15 +65,5 @@ INSTANTIATE_TEST_SUITE_P(
                       Model{"highOrder", {0.01f}, {16}, {2.0f}, 0.9f}),
     [](const auto& param) { return std::string(param.param.name); });
 
-TEST(WigglingTables, NoHarmonicsGiveZerosAndTheReciprocalOffset) {
-  std::vector<float> phaseTable(kWigglingTableSize, 5.f), ampTable(kWigglingTableSize);
-  initCorrectPhaseWiggling_cross(0, nullptr, nullptr, nullptr, phaseTable.data());
-  initCorrectAmplitudeWiggling_cross(0, nullptr, nullptr, nullptr, 4.0f, ampTable.data());
-  for (uint32_t i = 0; i < kWigglingTableSize; ++i) {
-    ASSERT_EQ(phaseTable[i], 0.0f);
-    ASSERT_EQ(ampTable[i], 0.25f);
-  }
-}
-
 }  // namespace
 }  // namespace kelvora

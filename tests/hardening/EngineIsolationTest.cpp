@@ -1,7 +1,9 @@
 // Engines are independent: one engine's calls never change another's
-// results, and redirected results stay inside the caller's targets.
+// results, and redirected results stay inside the caller's targets until the
+// redirection is cleared.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -108,6 +110,20 @@ TEST(EngineIsolation, RedirectedResultsStayInsideTheirTargets) {
   for (uint32_t word : arena) canaries += word == kCanary;
   EXPECT_EQ(canaries, 7 * kGuard);
   EXPECT_GT(*floats(DISTANCE) + floats(DISTANCE)[n / 2], 1.0f);  // the distances were written
+  EXPECT_EQ(static_cast<const IKelvora&>(*e).results<DISTANCE>().data(), floats(DISTANCE))
+      << "a redirected result is handed out as a reference, never copied";
+
+  // A cleared redirection hands the result back to the engine's own buffer.
+  OutputRedirector<DISTANCE> off = c.getOutputRedirection<DISTANCE>();
+  off.clearRedirection();
+  c.setOutputRedirection(off);
+  ASSERT_EQ(e->reconfigure(c).code, KelvoraStatus::SUCCESS);
+  const std::vector<uint32_t> before = arena;
+  e->processWhole(inputFor(frames[0]));
+  EXPECT_EQ(e->results<DISTANCE>().size(), n);
+  EXPECT_NE(e->results<DISTANCE>().data(), floats(DISTANCE));
+  EXPECT_TRUE(std::equal(before.begin() + starts[DISTANCE], before.begin() + starts[DISTANCE] + n,
+                         arena.begin() + starts[DISTANCE]));
 }
 
 }  // namespace

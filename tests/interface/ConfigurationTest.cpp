@@ -1,13 +1,12 @@
 // The configuration: parameters kept sorted and found by the start-at-the-key
-// search, edits that stop at the first unknown key, and one redirector per
-// result kind behind the variant's unusual alternative order. (Copies are
-// those of its two holders, FieldTest.cpp.)
+// search, and edits that stop at the first unknown key. (Copies are those of
+// its two holders, FieldTest.cpp; the redirectors are exercised for every
+// result kind by the engine tests.)
 #include "kelvora/Configuration.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <csignal>
 #include <random>
 #include <string>
 #include <vector>
@@ -40,13 +39,6 @@ std::vector<uint32_t> keysOf(const Configuration& c) {
   for (const Parameter& p : c.getParameters()) keys.push_back(p.key());
   return keys;
 }
-
-// Exposes the redirection table, which only the configuration itself edits.
-class TableAccess : public Configuration {
- public:
-  using Configuration::Configuration;
-  using Configuration::redirectionTable;
-};
 
 TEST(Configuration, KeySearchAgreesWithALinearScanOverSortedLists) {
   EXPECT_EQ(keysOf(Configuration(listOf({28, 20, 9, 4, 1}))),
@@ -98,57 +90,6 @@ TEST(Configuration, SetParametersStopsAtTheFirstUnknownKeyWithoutUndo) {
   EXPECT_EQ(ok.code, KelvoraStatus::SUCCESS);
   EXPECT_EQ(ok.detail, 0u);
   EXPECT_STREQ(c.getParameterByKey(NOISE_THRESHOLD).name(), "third");
-}
-
-template <ResultType RT>
-void expectRedirectionRoundTrip(TableAccess& c) {
-  using T = typename OutputRedirector<RT>::value_type;
-  static T memory[8];
-  EXPECT_FALSE(c.getOutputRedirection<RT>().hasRedirection());
-  OutputRedirector<RT> r;
-  r.setRedirection(ArrayReference<T>(memory, 8));
-  c.setOutputRedirection(r);
-  EXPECT_TRUE(c.getOutputRedirection<RT>().hasRedirection());
-  EXPECT_EQ(c.getOutputRedirection<RT>().target().size(), 8u);
-  // Cleared: the flag goes, the target stays (and is ignored).
-  r.clearRedirection();
-  c.setOutputRedirection(r);
-  EXPECT_FALSE(c.getOutputRedirection<RT>().hasRedirection());
-  EXPECT_EQ(c.getOutputRedirection<RT>().target().data(), memory);
-  EXPECT_EQ(c.redirectionTable()[RT].index(), Configuration::redirectionIndex(RT));
-}
-
-TEST(Configuration, EachResultKindHasItsOwnRedirector) {
-  TableAccess c{ArrayHolder<Parameter>()};
-  EXPECT_FALSE(c.getParameterByKey(AMPLITUDE_THRESHOLD).isValid());
-  ASSERT_EQ(c.redirectionTable().size(), 7u);
-  expectRedirectionRoundTrip<POINT_CLOUD>(c);
-  expectRedirectionRoundTrip<AMPLITUDE>(c);
-  expectRedirectionRoundTrip<FLAGS>(c);
-  expectRedirectionRoundTrip<NOISE>(c);
-  expectRedirectionRoundTrip<INTENSITY>(c);
-  expectRedirectionRoundTrip<DISTANCE>(c);
-  EXPECT_TRUE(c.redirectionTable()[6].isEmpty());
-}
-
-// A slot holding another kind's redirector, or none, as a broken mapping
-// would leave it.
-template <ResultType RT>
-void readCorrupted(uint32_t slotContent) {
-  TableAccess c(listOf({1}));
-  ArrayHolder<Configuration::RedirectionVariant>& table = c.redirectionTable();
-  table[RT] = slotContent < 6 ? table[slotContent] : Configuration::RedirectionVariant();
-  c.getOutputRedirection<RT>();
-}
-
-TEST(ConfigurationDeathTest, CorruptTableAbortsWithTheFixedMessage) {
-  const char* const corrupt =
-      "^Internal error\\. Enumeration to redirection mapping is corrupt\\.\n";
-  // Kinds 0 and 1 swapped: the order of the variant's alternatives makes this
-  // the easy mistake.
-  EXPECT_EXIT(readCorrupted<POINT_CLOUD>(AMPLITUDE), ::testing::KilledBySignal(SIGABRT), corrupt);
-  EXPECT_EXIT(readCorrupted<FLAGS>(NOISE), ::testing::KilledBySignal(SIGABRT), corrupt);
-  EXPECT_EXIT(readCorrupted<DISTANCE>(6), ::testing::KilledBySignal(SIGABRT), corrupt);
 }
 
 }  // namespace

@@ -1,20 +1,15 @@
 // A parameter accepts a value only of its own type and inside its bounds
-// (inclusive, compared in the value's own arithmetic), copies deeply, and
-// writes into the core record only through the setter of its value's type.
+// (inclusive, compared in the value's own arithmetic).
 #include "kelvora/Parameter.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
-#include <functional>
 #include <limits>
 #include <string>
 
 #include "ValueHelpers.hpp"
-#include "base/KelvoraParameter.hpp"
 #include "kelvora/ParameterBuilder.hpp"
-#include "kelvora/ParameterImpl.hpp"
 
 namespace kelvora {
 namespace {
@@ -71,28 +66,6 @@ TEST(Parameter, SetValueAcceptsExactlyWithinBoundsAndType) {
     EXPECT_TRUE(sameValue(p.getValue(), c.accepted ? c.attempt : c.initial)) << c.name;
     EXPECT_TRUE(sameValue(p.lowerBound(), c.lower) && sameValue(p.upperBound(), c.upper)) << c.name;
   }
-}
-
-// The record is filled with a pattern; nothing may change it.
-TEST(Parameter, OnlyASetterOfTheValuesOwnTypeWrites) {
-  KelvoraParameter record, pattern;
-  std::memset(&record, 0xA5, sizeof record);
-  std::memset(&pattern, 0xA5, sizeof pattern);
-  ParameterImpl impl;
-  impl.value = B(true);
-  impl.functor.emplace<1>([](KelvoraParameter& p, unsigned int v) { p.freq2 = v; });
-  EXPECT_FALSE(impl.apply(record));
-  impl.value = E();
-  impl.functor.emplace<2>([](KelvoraParameter& p, bool v) { p.useAutoExposure = v; });
-  EXPECT_FALSE(impl.apply(record));
-  impl.value = T(true);
-  impl.functor.emplace<4>(true);
-  EXPECT_FALSE(impl.apply(record));
-  EXPECT_EQ(std::memcmp(&record, &pattern, sizeof record), 0);
-
-  impl.value = F(1.0f);
-  impl.functor.emplace<0>();  // the right type, but no setter in it
-  EXPECT_THROW(impl.apply(record), std::bad_function_call);
 }
 
 }  // namespace

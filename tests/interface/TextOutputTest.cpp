@@ -1,5 +1,5 @@
-// Everything the interface prints, to the character: parameters and
-// redirectors on a stream (hosts log them), and the one diagnostic line.
+// What the interface prints, to the character: parameters on a stream (hosts
+// log them), and the one diagnostic line.
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -55,23 +55,6 @@ TEST(TextOutput, ParameterPrintsNameValueAndBounds) {
   std::ostringstream os;
   os << ParameterValue(2.5f) << std::endl << std::flush;
   EXPECT_EQ(os.str(), "2.5\n");
-}
-
-TEST(TextOutput, RedirectorPrintsItsTargetOnlyWhenRedirected) {
-  std::ostringstream plain;
-  plain << OutputRedirector<FLAGS>();
-  EXPECT_EQ(plain.str(), "Redirection for 2 (hasRedirection: 0)");
-  float memory[12];
-  OutputRedirector<DISTANCE> r;
-  r.setRedirection(ArrayReference<float>(memory, 12));
-  std::ostringstream pointer, redirected, cleared;
-  pointer << static_cast<const void*>(memory);
-  redirected << std::boolalpha << r;
-  EXPECT_EQ(redirected.str(),
-            "Redirection for 5 (hasRedirection: true; Target: " + pointer.str() + " of size: 12)");
-  r.clearRedirection();
-  cleared << r;
-  EXPECT_EQ(cleared.str(), "Redirection for 5 (hasRedirection: 0)");
 }
 
 TEST(TextOutput, PrintMessageFormatsLikePrintfAndEndsTheLine) {

@@ -260,49 +260,6 @@ TEST_F(Cli, SynthThenProcessRecoversTheSceneInEveryLayout) {
   }
 }
 
-TEST_F(Cli, CalibPrintsEachFormatAndExports) {
-  for (const char* format : {"container", "legacy", "block"}) {
-    // The block format carries the stray-light model.
-    const bool block = std::string(format) == "block";
-    CliRun r = run(std::string("synth --out ") + format + " --frames 1 --format " + format +
-                   (block ? " --stray-light" : ""));
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    r = run(std::string("calib ") + format + "/calibration.bin");
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    for (const std::string& text :
-         {std::string("format:          ") + format, std::string("224 x 172 pixels"),
-          std::string("80.32 MHz, 60.24 MHz"), std::string("fx="),
-          std::string("stray light:           ") + (block ? "yes" : "no")}) {
-      EXPECT_NE(r.out.find(text), std::string::npos) << text << "\n" << r.out;
-    }
-  }
-  const CliRun r = run("calib block/calibration.bin --export exported");
-  ASSERT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_GT(std::distance(fs::directory_iterator(dir_ / "exported"), fs::directory_iterator()), 10);
-  // One value per pixel (its width depends on the source format).
-  const uintmax_t fpnBytes = fs::file_size(dir_ / "exported" / "calib_fpn.bin");
-  EXPECT_TRUE(fpnBytes == 224u * 172u * 2 || fpnBytes == 224u * 172u * 4) << fpnBytes;
-  const std::string roi = readText(dir_ / "exported" / "calib_CalibrationROI.bin");
-  ASSERT_EQ(roi.size(), 16u);
-  uint32_t values[4];
-  std::memcpy(values, roi.data(), 16);
-  EXPECT_EQ(values[2], 224u);
-  EXPECT_EQ(values[3], 172u);
-}
-
-TEST_F(Cli, DemoMeetsItsAccuracyPromise) {
-  const CliRun r = run("demo --out demo --frames 2");
-  ASSERT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_NE(
-      r.out.find("check: median error below 1 cm: yes; at least 90 % valid on wall and box: yes"),
-      std::string::npos)
-      << r.out;
-  for (const char* name : {"distance.png", "flags.png", "points.ply", "report.txt",
-                           "calibration.bin", "recording.kvrec"}) {
-    EXPECT_TRUE(fs::exists(dir_ / "demo" / name)) << name;
-  }
-}
-
 struct UserPath {
   const char* name;
   std::string arguments;
@@ -316,9 +273,10 @@ struct UserPath {
 
 TEST_F(Cli, UserPathsSayWhatHappenedAndLeaveOneRunsOutputs) {
   for (const char* s : {"in --frames 3", "short --frames 2", "one --frames 1 --freq 80320000",
-                        "blk --frames 1 --format block"}) {
+                        "blk --frames 1 --format block --stray-light"}) {
     synthesise(std::string("--out ") + s + " --width 40 --height 30");
   }
+  synthesise("--out leg --frames 1 --format legacy");
   synthesise("--out other --width 16 --height 12 --frames 1");
   ASSERT_EQ(run("process in/calibration.bin in/recording.kvrec --out old").exitCode, 0);
   fs::create_directories(dir_ / "old" / ".kelvora-staging-999999999");  // of a killed run
@@ -385,6 +343,16 @@ TEST_F(Cli, UserPathsSayWhatHappenedAndLeaveOneRunsOutputs) {
                     "freq1                       unsigned  80320000", nullptr, "numFreqs"},
            UserPath{"help names the formats", "process --help", 0, "container or legacy", nullptr,
                     "container, legacy or block"},
+           UserPath{"calib of a container", "calib in/calibration.bin", 0,
+                    "format:          container"},
+           UserPath{"calib of a legacy file", "calib leg/calibration.bin", 0,
+                    "format:          legacy"},
+           UserPath{"calib of a block file and its export",
+                    "calib blk/calibration.bin --export exported", 0, "stray light:           yes",
+                    "exported/calib_fpn.bin"},
+           UserPath{"demo keeps its accuracy promise", "demo --out demo --frames 2", 0,
+                    "check: median error below 1 cm: yes; at least 90 % valid on wall and box: yes",
+                    "demo/points.ply"},
            UserPath{"block file for calib only", "synth --out blk2 --frames 1 --format block", 0,
                     "kelvora calib blk2/calibration.bin shows what this one holds"},
            UserPath{"second run replaces the first whole",

@@ -43,11 +43,9 @@ void calibrationSeeds() {
   synth::ContainerWriterOptions packed;
   packed.fpn = {-6.0f, 6.0f, 0.01f};
   packed.fppn = {-0.02f, 0.02f, 0.0005f};
-  for (const char* target : {"container_reader", "get_kelvora"}) {
-    write(target, "plain_8x6", synth::writeContainerCalibration(*two, {}));
-    write(target, "packed_5x3", synth::writeContainerCalibration(*one, packed));
-  }
-  write("container_reader", "three_frequencies", synth::writeContainerCalibration(*three, {}));
+  write("get_kelvora", "plain_8x6", synth::writeContainerCalibration(*two, {}));
+  write("get_kelvora", "packed_5x3", synth::writeContainerCalibration(*one, packed));
+  write("get_kelvora", "three_frequencies", synth::writeContainerCalibration(*three, {}));
 
   // The layout is fixed to the full sensor; one seed with either
   // phase-noise code width.
@@ -56,10 +54,9 @@ void calibrationSeeds() {
   legacy.fpnStep = 1.75f;
   legacy.frequency[0] = {-0.02f, 0.02f, false};
   legacy.frequency[1] = {-0.02f, 0.02f, true};
-  const std::vector<uint8_t> legacyBlob = synth::writeLegacyCalibration(
-      *fuzz::syntheticRecord(224, 172, {80320000u, 60240000u}, false), legacy);
-  write("legacy_reader", "mixed_codes", legacyBlob);
-  write("get_kelvora", "legacy", legacyBlob);
+  write("get_kelvora", "legacy",
+        synth::writeLegacyCalibration(
+            *fuzz::syntheticRecord(224, 172, {80320000u, 60240000u}, false), legacy));
 
   two->auxValues[0] = 3;  // a block of unset values would be refused
   synth::BlockWriterOptions block;

@@ -4,9 +4,9 @@
 #   scripts/fuzz.sh [SECONDS_PER_TARGET [TARGET...]]
 #
 # SECONDS_PER_TARGET defaults to KELVORA_FUZZ_SECONDS or 20 (the CI smoke run:
-# seven targets, under three minutes). TARGETs are names without the
-# kelvora_fuzz_ prefix (get_kelvora, container_reader, legacy_reader,
-# block_reader, block_custom_fields, packed_array, engine); default all.
+# five targets, under two minutes). TARGETs are names without the
+# kelvora_fuzz_ prefix (get_kelvora, block_reader, block_custom_fields,
+# packed_array, engine); default all.
 # Environment: KELVORA_FUZZ_JOBS parallel workers per target (default 1),
 # KELVORA_FUZZ_DIR build directory (default build-fuzz). New inputs
 # accumulate in $KELVORA_FUZZ_DIR/corpus-run/<target>/, crash reproducers in

@@ -1,12 +1,11 @@
 // The legacy layout: blobs of the synthetic writer read back field by field
 // (rays against a double-precision reference), blobs typed byte by byte at
-// the layout's offsets, truncations, and exports that cannot be written.
+// the layout's offsets, and truncations.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -155,7 +154,7 @@ TEST_F(LegacyLayout, EightBitCodesAtTypedOffsets) {
 
 class LegacyFailure : public testing::ExportDirectoryTest {};
 
-TEST_F(LegacyFailure, EveryTruncationAndEveryImpossibleRegionIsRefused) {
+TEST_F(LegacyFailure, EveryTruncationIsRefused) {
   EXPECT_NE(ovani_getIsLegacyCalibration(nullptr, 0), 0);  // the handler takes any blob
   EXPECT_EQ(ovani_getLegacyNumPixel(nullptr, 0), 38528);
   synth::LegacyWriterOptions options;
@@ -180,38 +179,6 @@ TEST_F(LegacyFailure, EveryTruncationAndEveryImpossibleRegionIsRefused) {
   ::testing::internal::GetCapturedStdout();
   EXPECT_EQ(c->date, date);
   EXPECT_EQ(c->directions, nullptr);
-
-  // 225 x 172, 0 x 172 and 224 x 0xFFFFFFFF pixels.
-  const std::pair<int, int> regions[] = {{97, 225}, {97, 0}, {99, 0xFFFE}};
-  for (auto [at, value] : regions) {
-    std::vector<uint8_t> bad = blob;
-    bad[at] = static_cast<uint8_t>(value), bad[at + 1] = static_cast<uint8_t>(value >> 8);
-    EXPECT_EQ(readLegacy(bad, c.get()), status::kUnsupported) << at << " " << value;
-  }
-}
-
-// The export is every legacy read's last step: a host that names no
-// directory, or one that cannot be written, still gets its record.
-class CalibrationExport : public testing::ExportDirectoryTest {};
-
-TEST_F(CalibrationExport, UnusableDirectoryFailsOnlyTheExport) {
-  const std::vector<uint8_t> blob =
-      synth::writeLegacyCalibration(*testing::syntheticRecord(224, 172), {});
-  // A directory below a regular file can be neither created nor written.
-  std::filesystem::create_directories(std::filesystem::path(dir()).parent_path());
-  std::ofstream(dir()) << "x";
-  const std::string below = dir() + "/sub";
-  for (const char* saveDir : {below.c_str(), static_cast<const char*>(nullptr)}) {
-    calibrationSaveDir = saveDir;
-    CalibrationPtr c = testing::freshRecord(kSensorPixels);
-    ::testing::internal::CaptureStdout();
-    EXPECT_EQ(ovani_readLegacyCalibration(blob.data(), static_cast<uint32_t>(blob.size()), c.get()),
-              status::kSuccess);
-    EXPECT_FALSE(ovaniCustomCalibrationSave(c.get()));
-    const std::string printed = ::testing::internal::GetCapturedStdout();
-    EXPECT_NE(printed.find(std::string("calibrationSaveDir = ") + (saveDir ? saveDir : "(null)")),
-              std::string::npos);
-  }
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // The block format read by the reader called directly: whole records through
 // the synthetic writer (which shares no code with the reader) and the reader
-// in every layout with custom blocks, and the skipping of unknown blocks.
+// in every layout with custom blocks.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -31,23 +31,6 @@ void expectCustomField(const KelvoraCustomField& field, const std::vector<T>& va
   ASSERT_EQ(field.size, values.size() * sizeof(T));
   ASSERT_NE(field.data, nullptr);
   EXPECT_EQ(0, std::memcmp(field.data, values.data(), field.size));
-}
-
-// Identifier 10 has no table entry. The reader takes only its header (the next
-// header follows right after it), while the custom-field pass skips its
-// payload; with a nonzero count the two passes therefore part ways.
-TEST(QvReader, UnknownLowIdentifierConsumesOnlyItsHeader) {
-  CalibrationPtr src = testing::syntheticRecord(8, 5, {0x01020304u}, true);
-  std::vector<uint8_t> blob = synth::writeBlockCalibration(*src);
-  const uint8_t block16[3] = {0x10, 0x02, 0x01};  // id 16, uint32, one value
-  const auto at = std::search(blob.begin(), blob.end(), block16, block16 + 3);
-  ASSERT_NE(at, blob.end());
-  blob.insert(at, {0x0A, 0x00, 0x05});
-  CalibrationPtr c = freshRecord(40);
-  ASSERT_EQ(readDirect(blob, c.get(), 40).status, status::kSuccess);
-  EXPECT_EQ(c->frequencies[0].modulationFrequency, 0x01020304u);
-  // The custom pass skips 5 bytes into block 16 and meets identifier 3.
-  EXPECT_EQ(readCustomFields(blob, c.get()), status::kInvalidValue);
 }
 
 // ---------------------------------------------------------------------------

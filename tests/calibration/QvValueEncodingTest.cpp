@@ -1,5 +1,5 @@
 // The encoded float of the block format against its definition evaluated in
-// double precision, and the single-precision payload size rule. (Typical
+// double precision. (Typical
 // floats, every data type, packed widths up to 31 bits and every kind of count
 // code go through the reader in the round trips.)
 #include <gtest/gtest.h>
@@ -8,7 +8,6 @@
 #include <cstring>
 #include <vector>
 
-#include "base/StatusCodes.hpp"
 #include "calibration/QvValueEncoding.hpp"
 #include "synthetic/SyntheticCalibration.hpp"
 
@@ -45,20 +44,6 @@ TEST(QvEncodedFloat, MatchesTheDoublePrecisionDefinition) {
     ASSERT_EQ(floatBits(got), floatBits(referenceDecode(w))) << std::hex << w;
     ASSERT_TRUE(std::isfinite(got)) << std::hex << w;
   }
-}
-
-TEST(QvPacked, SinglePrecisionSizeShortOfTheBitsIsReportedAsTooFewWords) {
-  // 541215 x 31 = 2^24 + 449 = 32 * 524302 + 1 bits: the float product rounds
-  // down to 32 * 524302, one word short of the bits the count needs.
-  const uint64_t count = 541215;
-  const uint32_t bits = 31;
-  const uint64_t needWords = (count * bits + 31) / 32;
-  const uint64_t sizeWords = kelvora_getQVPackedSize(count, bits) / 4;
-  ASSERT_EQ(sizeWords + 1, needWords);
-  std::vector<uint32_t> words(sizeWords, 0x55555555u);
-  std::vector<uint32_t> out(count);
-  EXPECT_EQ(kelvora_unpackQVUint(words.data(), words.size(), bits, count, out.data()),
-            status::kStreamTooShort);
 }
 
 }  // namespace

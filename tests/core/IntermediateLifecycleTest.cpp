@@ -1,5 +1,5 @@
-// Creation of the per-engine scratch record: frequency order, tables, mask
-// flags and the refusal of other record versions.
+// Creation of the per-engine scratch record: frequency order, tables and mask
+// flags.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -84,15 +84,6 @@ INSTANTIATE_TEST_SUITE_P(
         OrderCase{"sameTwice", {kF80, kF60}, kF80, kF80, 2, kMissing, {kF80, kF60}},
         OrderCase{"single", {kF60, kF80}, kF80, 0, 1, 0, {kF80}}),
     [](const auto& param) { return std::string(param.param.name); });
-
-TEST(TavelInit, RefusesOtherRecordVersionsWithoutAllocating) {
-  CalibrationPtr c = calibrationWith({kF80, kF60});
-  c->version = 2;
-  KelvoraParameter p = testing::defaultParameters(16, 12);
-  KelvoraIntermediate* im = reinterpret_cast<KelvoraIntermediate*>(0x1);
-  EXPECT_EQ(kelvoraTavelInit(&p, c.get(), &im), status::kInitBadCalibrationVersion);
-  EXPECT_EQ(im, reinterpret_cast<KelvoraIntermediate*>(0x1));
-}
 
 TEST(TavelInit, MaskBitZeroFlagsThePixel) {
   CalibrationPtr c = calibrationWith({kF80, kF60}, 7, 3);

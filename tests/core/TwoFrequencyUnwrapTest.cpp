@@ -1,11 +1,9 @@
-// Unwrapping of two frequencies against independent models: the extended
-// Euclidean algorithm against the Bezout identity, and wrapped distances with
-// known errors against the true distance plus their inverse-variance blend.
+// Unwrapping of two frequencies against an independent model: wrapped
+// distances with known errors against the true distance plus their
+// inverse-variance blend, over the whole combined range of each pair.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <numeric>
-#include <tuple>
 #include <vector>
 
 #include "core/TwoFrequencyUnwrap.hpp"
@@ -15,23 +13,6 @@ namespace kelvora {
 namespace {
 
 constexpr double kHalfC = 149852320.0;
-
-using Pair = std::tuple<uint32_t, uint32_t>;
-class ExtendedGcd : public ::testing::TestWithParam<Pair> {};
-
-TEST_P(ExtendedGcd, GivesSignedBezoutCoefficients) {
-  const auto [a, b] = GetParam();
-  uint32_t x = 0, y = 0;
-  const uint32_t g = zyn_extendedGCD(a, b, &x, &y);
-  EXPECT_EQ(g, std::gcd(a, b));
-  EXPECT_EQ(int64_t{a} * static_cast<int32_t>(x) + int64_t{b} * static_cast<int32_t>(y), g);
-}
-
-INSTANTIATE_TEST_SUITE_P(TwoFrequency, ExtendedGcd,
-                         ::testing::Values(Pair{80320000, 60240000}, Pair{60240000, 80320000},
-                                           Pair{80000000, 40000000}, Pair{60000000, 60000000},
-                                           Pair{17, 5}, Pair{1, 1},
-                                           Pair{4000000007u, 2999999999u}));
 
 struct UnwrapCase {
   uint32_t f1, f2, gcd;

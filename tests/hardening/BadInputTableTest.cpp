@@ -138,12 +138,7 @@ TEST(BadInput, EachGivesTheStatusAndMessageOfItsRow) {
     std::string printed;
   } rows[] = {
       {"empty blob", blob({}), S::CALIBRATION_ERROR, status::kStreamTooShort, ""},
-      {"one byte", blob({0x5A}), S::CALIBRATION_ERROR, status::kStreamTooShort, ""},
       {"ZYNSCL without its terminator", blob({'Z', 'Y', 'N', 'S', 'C', 'L'}), S::CALIBRATION_ERROR,
-       status::kStreamTooShort, ""},
-      {"container magic alone", blob({'Z', 'Y', 'N', 'S', 'C', 'L', 0}), S::CALIBRATION_ERROR,
-       status::kStreamTooShort, ""},
-      {"container cut after 100 bytes", blob(cut(whole, 100)), S::CALIBRATION_ERROR,
        status::kStreamTooShort, ""},
       {"container cut in half", blob(cut(whole, whole.size() / 2)), S::CALIBRATION_ERROR,
        status::kStreamTooShort, body},

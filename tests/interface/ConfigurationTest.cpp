@@ -1,7 +1,6 @@
 // The configuration: parameters kept sorted and found by the start-at-the-key
-// search, and edits that stop at the first unknown key. (Copies are those of
-// its two holders, FieldTest.cpp; the redirectors are exercised for every
-// result kind by the engine tests.)
+// search, and edits that stop at the first unknown key. (The redirectors are
+// exercised for every result kind by the engine tests.)
 #include "kelvora/Configuration.hpp"
 
 #include <gtest/gtest.h>
@@ -57,19 +56,6 @@ TEST(Configuration, KeySearchAgreesWithALinearScanOverSortedLists) {
           << "key " << key << " among " << pool.size();
       ASSERT_EQ(c.setParameter(named(key, "x")), present) << "key " << key;
     }
-  }
-}
-
-TEST(Configuration, NameSearchIsExactAndTakesTheFirstInKeyOrder) {
-  ArrayHolder<Parameter> list(3);
-  list[0] = named(9, "twin");
-  list[1] = named(4, "twin");
-  list[2] = named(6, "numFreqs");
-  const Configuration c(list);
-  EXPECT_EQ(c.getParameterByName("twin").key(), 4u);
-  EXPECT_EQ(c.getParameterByName("numFreqs").key(), 6u);
-  for (const char* miss : {"numfreqs", "numFreqs ", "", static_cast<const char*>(nullptr)}) {
-    EXPECT_FALSE(c.getParameterByName(miss).isValid()) << (miss ? miss : "null");
   }
 }
 

@@ -1,12 +1,10 @@
-// What the interface prints, to the character: parameters on a stream (hosts
-// log them), and the one diagnostic line.
+// What a parameter prints on a stream, to the character: hosts log them.
 #include <gtest/gtest.h>
 
 #include <sstream>
 #include <string>
 
 #include "ValueHelpers.hpp"
-#include "interface/PrintMessage.hpp"
 #include "kelvora/Configuration.hpp"
 #include "kelvora/ParameterBuilder.hpp"
 
@@ -17,7 +15,6 @@ using testing::B;
 using testing::E;
 using testing::F;
 using testing::I;
-using testing::T;
 using testing::U;
 
 struct PrintCase {
@@ -50,19 +47,6 @@ TEST(TextOutput, ParameterPrintsNameValueAndBounds) {
               .build();
     EXPECT_EQ(os.str(), c.expected);
   }
-  // Inside the library's namespace the variant's stream operator must not
-  // get in the way of the standard manipulators.
-  std::ostringstream os;
-  os << ParameterValue(2.5f) << std::endl << std::flush;
-  EXPECT_EQ(os.str(), "2.5\n");
-}
-
-TEST(TextOutput, PrintMessageFormatsLikePrintfAndEndsTheLine) {
-  ::testing::internal::CaptureStderr();
-  printMessage("key %u of %s: %.2f", 25u, "FREQUENCY_1", 0.5);
-  printMessage("%s", "");
-  printMessage();
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "key 25 of FREQUENCY_1: 0.50\n\n");
 }
 
 }  // namespace

@@ -56,7 +56,6 @@ TEST(CalibrationRecord, EveryFieldOfAFreshRecordIsDefined) {
   EXPECT_EQ((std::vector<uint32_t>{c->psfWidth, c->psfPointCount, c->frequencyCount,
                                    c->frequencies[4].phaseWiggling.count}),
             (std::vector<uint32_t>{0xFFFFFFFFu, 0, 5, 5}));
-  kelvora_freeCalibration(nullptr);
 }
 
 // ---------------------------------------------------------------------------

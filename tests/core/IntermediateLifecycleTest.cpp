@@ -76,7 +76,6 @@ TEST_P(AdaptCalibration, PutsRequestedFrequenciesFirst) {
 INSTANTIATE_TEST_SUITE_P(
     Orders, AdaptCalibration,
     ::testing::Values(
-        OrderCase{"inOrder", {kF80, kF60}, kF80, kF60, 2, 0, {kF80, kF60}},
         OrderCase{"reversed", {kF60, kF80}, kF80, kF60, 2, 0, {kF80, kF60}},
         OrderCase{"fromThree", {1000, kF60, kF80}, kF80, kF60, 2, 0, {kF80, kF60}},
         OrderCase{"secondMissing", {kF60, kF80}, kF80, 12345, 2, kMissing, {kF80, kF60}},

@@ -1,5 +1,5 @@
-// The auto exposure: the percentile selection against a gather and sort of
-// its own, and the proposal rules.
+// The auto exposure: its sampling pattern, the percentile selection against
+// a gather and sort of its own, and the proposal rules.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -43,6 +43,35 @@ struct Pattern {
   }
   uint32_t maxBin() const { return static_cast<uint32_t>(samples.size() - 1); }
 };
+
+// Sample points lie on circles of even radius around the centre; a point hit
+// more than once counts each time but is marked once. The samples start at 0.
+TEST(AutoExposurePattern, SamplesLieOnEvenRadiiAroundTheCentre) {
+  for (auto [w, h] : {std::pair{224u, 172u}, {7u, 5u}, {1u, 1u}}) {
+    Pattern p(w, h);
+    EXPECT_EQ(p.ae.sampleCount, p.maxBin()) << "nothing masked: every hit counts";
+    EXPECT_EQ(p.ae.sampleMask[(w / 2) + w * (h / 2)], 1) << "r = 0 hits the centre";
+    uint32_t marked = 0;
+    for (uint32_t y = 0; y < h; ++y) {
+      for (uint32_t x = 0; x < w; ++x) {
+        const uint8_t m = p.ae.sampleMask[x + w * y];
+        ASSERT_TRUE(m == 0 || m == 1);
+        marked += m;
+        // Negative coordinates saturate to 0: the first row and column also
+        // collect points of circles that leave the image there.
+        if (m == 0 || x == 0 || y == 0) continue;
+        const double r = std::hypot(double(x) - w / 2, double(y) - h / 2);
+        // Rounding each coordinate moves a point by at most sqrt(0.5).
+        EXPECT_LE(std::fabs(r - 2.0 * std::round(r / 2.0)), 0.7072) << x << "," << y;
+      }
+    }
+    EXPECT_LT(marked, p.ae.sampleCount);
+    const uint32_t rmax = static_cast<uint32_t>(std::sqrt((double(w) * w + double(h) * h) / 2));
+    EXPECT_LE(p.ae.sampleCount, 50u * ((rmax + 1) / 2));
+    for (uint32_t i = 0; i < p.ae.sampleCount; ++i) ASSERT_EQ(p.samples[i], 0.f);
+    EXPECT_EQ(p.samples.back(), -7.f);
+  }
+}
 
 struct Proposal {
   const char* name;

@@ -1,5 +1,6 @@
 // The unwrapping-error filter: its constants against the frequency pair's
-// geometry, and the vote and its tie-breaks.
+// geometry, the vote and its tie-breaks in the interior, and border pixels,
+// which have fewer neighbours.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -69,6 +70,29 @@ INSTANTIATE_TEST_SUITE_P(Filter2Freq, Filter2FreqVotes,
                                            VoteCase{2, 3, 3, 0}, VoteCase{1, 1, 3, -1},
                                            VoteCase{1, 2, 0, 0}, VoteCase{0, 1, 1, 0},
                                            VoteCase{0, 2, 1, +1}));
+
+// Border pixels count only the neighbours that exist; the end pixel of a thin
+// image has one, whose vote ties with the pixel's own.
+TEST(Filter2Freq, CornersEdgesAndThinImagesUseOnlyExistingNeighbours) {
+  const Filter2FreqConstants c = filter2FreqConstants(kF1, kF2);
+  const float v = 4.0f;
+  struct Spot {
+    int w, h, x, y;
+    bool corrected;
+  };
+  for (const Spot s : {Spot{3, 3, 0, 0, true}, Spot{3, 3, 2, 2, true}, Spot{4, 3, 1, 0, true},
+                       Spot{3, 4, 0, 2, true}, Spot{1, 5, 0, 2, true}, Spot{1, 5, 0, 0, false},
+                       Spot{5, 1, 4, 0, false}}) {
+    Image img(s.w, s.h, v);
+    img.at(s.x, s.y) = v - c.shift;  // every neighbour votes +shift
+    img.filter();
+    for (int i = 0; i < s.w * s.h; ++i) {
+      const bool spot = i == s.y * s.w + s.x;
+      const float expected = !spot ? v : s.corrected ? wrapped(v, c.range) : v - c.shift;
+      EXPECT_NEAR(img.d[i], expected, 1e-5f) << s.w << "x" << s.h << " pixel " << i;
+    }
+  }
+}
 
 }  // namespace
 }  // namespace kelvora

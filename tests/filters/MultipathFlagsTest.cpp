@@ -1,11 +1,13 @@
-// Multipath flags: the stage's thresholds, noise-scaled above their floors,
-// and the median that smooths the measures against a brute-force one.
+// Multipath flags: the noise-floor rule on and beside its thresholds, the
+// stage's noise-scaled thresholds, and the median that smooths the measures
+// against a brute-force one.
 #include "filters/MultipathFlags.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -20,6 +22,21 @@ namespace kelvora {
 namespace {
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+// Factor 2, floor 0.3: flagged where |measure| > max(2 * noise, 0.3), on
+// and beside both thresholds; NaN never flags, and earlier flags stay.
+TEST(MultipathKernels, NoiseFloorTestIsStrictAndOnlyOrs) {
+  const float measure[] = {0.3f, 0.31f, -0.31f, 0.31f, 0.41f, 0.4f, kNaN, 5.0f};
+  const float noise[] = {0.0f, 0.0f, 0.0f, 0.2f, 0.2f, 0.2f, 0.0f, kNaN};
+  const bool flagged[] = {false, true, true, false, true, false, false, false};
+  std::vector<uint32_t> flags(std::size(measure));
+  for (std::size_t i = 0; i < flags.size(); ++i) flags[i] = i % 3 == 0 ? 0x3u : 0u;
+  filterKernels().flagAboveNoiseFloor(flags.size(), measure, noise, 2.0f, 0.3f, 0x41u,
+                                      flags.data());
+  for (std::size_t i = 0; i < flags.size(); ++i) {
+    EXPECT_EQ(flags[i], (i % 3 == 0 ? 0x3u : 0u) | (flagged[i] ? 0x41u : 0u)) << i;
+  }
+}
 
 // Two-frequency records over a flat scene whose measures sit well below the
 // floors: nothing is flagged until a test case plants an outlier.

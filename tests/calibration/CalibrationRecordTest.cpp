@@ -12,7 +12,6 @@
 #include "CalibrationTestSupport.hpp"
 #include "base/StatusCodes.hpp"
 #include "calibration/CalibrationHandlerRegistry.hpp"
-#include "synthetic/ContainerCalibrationWriter.hpp"
 
 namespace kelvora {
 namespace {

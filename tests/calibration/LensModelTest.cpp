@@ -5,15 +5,12 @@
 
 #include <array>
 #include <cmath>
-#include <cstdlib>
-#include <limits>
 #include <memory>
 #include <vector>
 
 #include "CalibrationTestSupport.hpp"
 #include "PchipReference.hpp"
 #include "base/StatusCodes.hpp"
-#include "calibration/HandlerPsfAndDirections.hpp"
 #include "calibration/LensDirections.hpp"
 #include "calibration/PchipInterpolation.hpp"
 #include "calibration/PointSpreadFunction.hpp"

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <string>
 #include <vector>
 
 #include "CalibrationTestSupport.hpp"

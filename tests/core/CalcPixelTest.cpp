@@ -9,7 +9,6 @@
 
 #include "common/CoreFixtures.hpp"
 #include "common/PipelineHarness.hpp"
-#include "common/SimdTestTypes.hpp"
 #include "core/CoreKernels.hpp"
 
 namespace kelvora {

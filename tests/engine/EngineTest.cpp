@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "base/StatusCodes.hpp"
+#include "common/CoreFixtures.hpp"
 #include "common/EngineHarness.hpp"
 #include "engine/Kelvora.hpp"
 #include "interface/ParameterRegistry.hpp"
@@ -231,6 +232,11 @@ TEST(EngineResults, CalibrationFieldsAndTheirCodes) {
   ArrayHolder<char> serial;
   ASSERT_EQ(e->copyCalibrationField<SERIAL>(serial).code, KelvoraStatus::SUCCESS);
   EXPECT_EQ(std::string(serial.data(), serial.size()), std::string("KV0000001", 10));
+  const testing::CalibrationPtr c(synth::makeSyntheticCalibration(smallCalibration()));
+  ArrayHolder<float> lens;
+  ASSERT_EQ(e->copyCalibrationField<LENS_PARAMETERS>(lens).code, KelvoraStatus::SUCCESS);
+  EXPECT_EQ(std::vector<float>(lens.begin(), lens.end()),
+            std::vector<float>(c->lensParameters, c->lensParameters + 9));
   ArrayHolder<unsigned int> roi;
   ASSERT_EQ(e->copyCalibrationField<CALIBRATION_ROI>(roi).code, KelvoraStatus::SUCCESS);
   EXPECT_EQ(std::vector<unsigned int>(roi.begin(), roi.end()),

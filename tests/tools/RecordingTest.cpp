@@ -3,7 +3,6 @@
 // end-to-end table's.)
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>

@@ -416,7 +416,7 @@ mode_fuzz() {
     return 0
   fi
   # Builds build-fuzz and runs every target for KELVORA_FUZZ_SECONDS (10 s
-  # by default here: seven targets, about a minute of fuzzing).
+  # by default here: five targets, under a minute of fuzzing).
   KELVORA_FUZZ_SECONDS="${KELVORA_FUZZ_SECONDS:-10}" scripts/fuzz.sh
 }
 

@@ -21,6 +21,10 @@ void flagFlyingPixels(const KelvoraParameter& p, const float* distance, uint32_t
   coreKernels().flagFlyingPixels(limits, p.width, p.height, distance, flagsOut);
 }
 
+uint32_t finishImage(const FinishImage& image) {
+  return coreKernels().finishImage(image);
+}
+
 void validateImage(const KelvoraParameter& p, KelvoraOutput& out) {
   const uint32_t n = pixelCountOf(p);
   for (uint32_t i = 0; i < n; ++i) {

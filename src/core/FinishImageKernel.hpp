@@ -44,13 +44,14 @@ uint32_t FinishImageRows(D d, const FinishImage& im) {
   const auto invalid = SetU(d, flags::kInvalid);
   const bool testFlying = im.flagFlyingPixels && w >= 3 && h >= 3;
   uint32_t written = 0;
+  uint32_t* const writtenAt = &written;  // the group body holds copies only
 
-  const auto clearDistances = [&](auto g, std::size_t i) {
+  const auto clearDistances = [=](auto g, std::size_t i) {
     const auto kept = Not(NeZero(g.Load32(d, im.flags + i)));
     g.Store(d, IfThenElseZero(kept, g.Load(d, im.distance + i)), im.distance + i);
   };
 
-  const auto finishGroup = [&](auto g, std::size_t y, std::size_t x, auto flyingRow) {
+  const auto finishGroup = [=](auto g, std::size_t y, std::size_t x, auto flyingRow) {
     const std::size_t i = y * w + x;
     const auto distance = g.Load(d, im.distance + i);
     const auto noise = g.Load(d, im.noise + i);
@@ -86,8 +87,8 @@ uint32_t FinishImageRows(D d, const FinishImage& im) {
       StoreU32(f, d, words);
       for (std::size_t k = 0; k < g.count(); ++k) {
         if (words[k] != 0) continue;
-        for (std::size_t j = 0; j < 4; ++j) im.cloud[written + j] = points[4 * k + j];
-        written += 4;
+        for (std::size_t j = 0; j < 4; ++j) im.cloud[*writtenAt + j] = points[4 * k + j];
+        *writtenAt += 4;
       }
     } else {
       if constexpr (kValidate) {
@@ -112,10 +113,10 @@ uint32_t FinishImageRows(D d, const FinishImage& im) {
   for (std::size_t y = 0; y < h; ++y) {
     if (testFlying && y >= 1 && y + 1 < h) {
       simd::ForEachGroup(d, 0, w,
-                         [&](auto g, std::size_t x) { finishGroup(g, y, x, std::true_type()); });
+                         [=](auto g, std::size_t x) { finishGroup(g, y, x, std::true_type()); });
     } else {
       simd::ForEachGroup(d, 0, w,
-                         [&](auto g, std::size_t x) { finishGroup(g, y, x, std::false_type()); });
+                         [=](auto g, std::size_t x) { finishGroup(g, y, x, std::false_type()); });
     }
   }
   if (kValidate && h >= 1) simd::ForEachGroup(d, (h - 1) * w, h * w, clearDistances);

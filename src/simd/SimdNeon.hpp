@@ -264,8 +264,15 @@ inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
   vst4q_f32(p, v);
 }
 
+// The load is written as the instruction: Clang merges vld1_u16 and the
+// widening into one extending load that it then assembles, for a pointer not
+// known to be 8-byte aligned, from two core-register loads through the stack.
 inline VI LoadU16ToI32(Tag, const uint16_t* p) {
-  return VI{vreinterpretq_s32_u32(vmovl_u16(vld1_u16(p)))};
+  uint16x4_t samples;
+  __asm__("vld1.16 {%P0}, [%1]"
+          : "=w"(samples)
+          : "r"(p), "m"(*reinterpret_cast<const uint16_t(*)[4]>(p)));
+  return VI{vreinterpretq_s32_u32(vmovl_u16(samples))};
 }
 
 inline M SignBitSet(VF a) {

@@ -8,6 +8,8 @@
 namespace kelvora {
 
 struct KelvoraParameter;
+struct KelvoraCalibration;
+struct KelvoraIntermediate;
 struct KelvoraOutput;
 
 // out[i] = in[i] - floor(in[i] / range) * range, i.e. into [0, range).
@@ -58,5 +60,10 @@ struct FinishImage {
   float* cloud;
 };
 uint32_t finishImage(const FinishImage& image);
+
+// The sweep as the combine driver runs it on its records, after the
+// multipath tests; also sets the output's point count.
+void finishOutput(const KelvoraParameter& parameters, const KelvoraCalibration& calibration,
+                  const KelvoraIntermediate& intermediate, KelvoraOutput& output);
 
 }  // namespace kelvora

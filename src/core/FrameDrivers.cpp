@@ -64,24 +64,7 @@ void kelvora_combineResults(const KelvoraInput* input, const KelvoraCalibration*
                             output->noise, output->flags, output->distance);
   }
   kelvora_flagMultipath(parameters, intermediate, output);
-  const bool copyAmplitude = p.numFreqs >= 1 && p.numFreqs <= intermediate->numFreqs;
-  const FinishImage finish{
-      p.width,
-      p.height,
-      p.noiseThreshold,
-      p.useRemoveFlyingPixel,
-      {p.flyingPixelNearDist, p.flyingPixelFarDist, p.flyingPixelF0, p.flyingPixelF1},
-      p.useSparsePointCloud,
-      p.useValidateImage,
-      calibration->directions,
-      copyAmplitude ? probes[p.numFreqs - 1].amplitude : nullptr,
-      output->amplitude,
-      output->distance,
-      output->noise,
-      output->flags,
-      output->pointCloud};
-  output->pointCloudSize = finishImage(finish);
-  if (!p.useSparsePointCloud) output->pointCloudSize = 4u * ((n + 3u) & ~3u);
+  finishOutput(p, *calibration, *intermediate, *output);
   output->width = static_cast<uint16_t>(p.width);
   output->height = static_cast<uint16_t>(p.height);
   // Reads only the amplitude, which validation leaves alone.

@@ -27,7 +27,6 @@
 #include "filters/AutoExposure.hpp"
 #include "filters/Filter2Freq.hpp"
 #include "filters/MultipathFlags.hpp"
-#include "filters/PointCloud.hpp"
 #include "filters/StrayLight.hpp"
 #include "simd/Targets.hpp"
 #include "synthetic/DefaultParameters.hpp"
@@ -181,16 +180,15 @@ enum Stage : int64_t {
   kFilter2Freq,
   kAdaptiveNoise,
   kMultipath,
-  kNoiseAndFlying,
-  kPointCloud,
-  kAmplitudeAndExposure,
-  kValidate,
+  kFinish,
+  kAutoExposure,
   kStageCount
 };
 const char* const kStageNames[kStageCount] = {
-    "intensity",    "unscramble(f0)", "straylight(f0)",         "calcPixel(f0)",
-    "calc2Freq",    "filter2Freq",    "adaptiveNoise",          "multipath",
-    "noise+flying", "pointCloud",     "amplitude+autoExposure", "validate"};
+    "intensity",     "unscramble(f0)", "straylight(f0)",
+    "calcPixel(f0)", "calc2Freq",      "filter2Freq",
+    "adaptiveNoise", "multipath",      "noise+flying+pointCloud+amplitude+validate",
+    "autoExposure"};
 
 void runStage(FrameSet& s, Stage stage) {
   KelvoraParameter& p = s.parameters;
@@ -225,20 +223,12 @@ void runStage(FrameSet& s, Stage stage) {
     case kMultipath:
       kelvora_flagMultipath(&p, im, &s.output);
       break;
-    case kNoiseAndFlying:
-      flagNoise(s.n, s.output.noise, p.noiseThreshold, s.output.flags);
-      flagFlyingPixels(p, s.output.distance, s.output.flags);
+    case kFinish:
+      finishOutput(p, *s.calibration, *im, s.output);
       break;
-    case kPointCloud:
-      calcCartesianCoordinates_arm(s.n, s.calibration, &p, &s.output);
-      break;
-    case kAmplitudeAndExposure:
-      std::copy(probes[1].amplitude, probes[1].amplitude + s.n, s.output.amplitude);
+    case kAutoExposure:
       calcAutoExposure(s.n, s.output.amplitude, &p, &im->autoExposure, s.input.exposureTimes,
                        s.output.exposureProposal);
-      break;
-    case kValidate:
-      validateImage(p, s.output);
       break;
     default:
       break;

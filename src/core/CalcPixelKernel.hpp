@@ -87,14 +87,14 @@ void CalcPixelKernel(D d, const CalcPixelConstants& c, const CalcPixelBuffers& b
 
   for (uint32_t start = 0; start < n; start += kCalcPixelBlock) {
     const uint32_t end = n - start < kCalcPixelBlock ? n : start + kCalcPixelBlock;
-    simd::ForEachGroup(d, start, end, [&](auto g, std::size_t i) {
+    simd::ForEachGroup(d, start, end, [=](auto g, std::size_t i) {
       const auto imag = g.Load(d, b.imag + i);
       const auto real = g.Load(d, b.real + i);
       g.Store(d, Mul(half, Sqrt(Add(Add(Mul(imag, imag), Mul(real, real)), amplitudeFloor))),
               b.amplitude + i);
       g.Store(d, PhaseKernel(d, imag, real), b.phase + i);
     });
-    simd::ForEachGroup(d, start, end, [&](auto g, std::size_t i) {
+    simd::ForEachGroup(d, start, end, [=](auto g, std::size_t i) {
       const auto amplitude = g.Load(d, b.amplitude + i);
       const auto phase = g.Load(d, b.phase + i);
       auto f = g.Load32(d, b.flags + i);

@@ -1,5 +1,7 @@
 #include "core/CombineStages.hpp"
 
+#include "base/KelvoraCalibration.hpp"
+#include "base/KelvoraIntermediate.hpp"
 #include "base/KelvoraOutput.hpp"
 #include "base/KelvoraParameter.hpp"
 #include "base/PixelFlags.hpp"
@@ -19,6 +21,35 @@ void flagFlyingPixels(const KelvoraParameter& p, const float* distance, uint32_t
   const FlyingPixelLimits limits{p.flyingPixelNearDist, p.flyingPixelFarDist, p.flyingPixelF0,
                                  p.flyingPixelF1};
   coreKernels().flagFlyingPixels(limits, p.width, p.height, distance, flagsOut);
+}
+
+uint32_t finishImage(const FinishImage& image) {
+  return coreKernels().finishImage(image);
+}
+
+void finishOutput(const KelvoraParameter& p, const KelvoraCalibration& calibration,
+                  const KelvoraIntermediate& intermediate, KelvoraOutput& output) {
+  const bool copyAmplitude = p.numFreqs >= 1 && p.numFreqs <= intermediate.numFreqs;
+  const FinishImage finish{
+      p.width,
+      p.height,
+      p.noiseThreshold,
+      p.useRemoveFlyingPixel,
+      {p.flyingPixelNearDist, p.flyingPixelFarDist, p.flyingPixelF0, p.flyingPixelF1},
+      p.useSparsePointCloud,
+      p.useValidateImage,
+      calibration.directions,
+      copyAmplitude ? intermediate.probeData[p.numFreqs - 1].amplitude : nullptr,
+      output.amplitude,
+      output.distance,
+      output.noise,
+      output.flags,
+      output.pointCloud};
+  const uint32_t sparseCount = finishImage(finish);
+  // A dense cloud is counted in whole groups of four pixels, as the stage
+  // has always reported it, although only the real pixels' points are stored.
+  const uint32_t n = pixelCountOf(p);
+  output.pointCloudSize = p.useSparsePointCloud ? sparseCount : 4u * ((n + 3u) & ~3u);
 }
 
 void validateImage(const KelvoraParameter& p, KelvoraOutput& out) {

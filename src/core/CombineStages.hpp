@@ -8,6 +8,8 @@
 namespace kelvora {
 
 struct KelvoraParameter;
+struct KelvoraCalibration;
+struct KelvoraIntermediate;
 struct KelvoraOutput;
 
 // out[i] = in[i] - floor(in[i] / range) * range, i.e. into [0, range).
@@ -33,5 +35,35 @@ struct FlyingPixelLimits {
   float f0;
   float f1;
 };
+
+// Everything the combine stage does per pixel after the multipath tests, in
+// one sweep: the noise test, the flying-pixel test (if flagFlyingPixels), the
+// point cloud, the copy of amplitudeIn to amplitudeOut (if amplitudeIn is
+// set) and image validation (if validate), with the results of running them
+// one after the other in that order. Every buffer holds width x height pixels
+// (directions three floats, cloud four floats per pixel). Returns the number
+// of floats a sparse cloud received.
+struct FinishImage {
+  uint32_t width;
+  uint32_t height;
+  float noiseThreshold;
+  bool flagFlyingPixels;
+  FlyingPixelLimits limits;
+  bool sparseCloud;
+  bool validate;
+  const float* directions;
+  const float* amplitudeIn;
+  float* amplitudeOut;
+  float* distance;
+  float* noise;
+  uint32_t* flags;
+  float* cloud;
+};
+uint32_t finishImage(const FinishImage& image);
+
+// The sweep as the combine driver runs it on its records, after the
+// multipath tests; also sets the output's point count.
+void finishOutput(const KelvoraParameter& parameters, const KelvoraCalibration& calibration,
+                  const KelvoraIntermediate& intermediate, KelvoraOutput& output);
 
 }  // namespace kelvora

@@ -3,6 +3,7 @@
 // ...Avx512), which names the target first; see simd/Simd.hpp.
 #include "core/CalcPixelKernel.hpp"
 #include "core/CoreKernels.hpp"
+#include "core/FinishImageKernel.hpp"
 #include "core/FlyingPixelKernel.hpp"
 #include "core/NoiseFlagKernel.hpp"
 #include "core/TwoFrequencyUnwrapKernel.hpp"
@@ -44,11 +45,15 @@ void flagFlyingPixels(const FlyingPixelLimits& limits, uint32_t width, uint32_t 
   FlyingPixelKernel(Tag(), limits, width, height, distance, flagsOut);
 }
 
+uint32_t finishImage(const FinishImage& image) {
+  return FinishImageKernel(Tag(), image);
+}
+
 }  // namespace
 
 extern const CoreKernels kCoreKernels;
-const CoreKernels kCoreKernels = {KELVORA_TARGET_ENUM, unscrambleReIm,  unscrambleIntensity,
-                                  calcPixel,           calc2Freq,       wrapDistance,
-                                  flagNoise,           flagFlyingPixels};
+const CoreKernels kCoreKernels = {KELVORA_TARGET_ENUM, unscrambleReIm,   unscrambleIntensity,
+                                  calcPixel,           calc2Freq,        wrapDistance,
+                                  flagNoise,           flagFlyingPixels, finishImage};
 
 }  // namespace kelvora::KELVORA_TARGET

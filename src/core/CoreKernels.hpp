@@ -29,6 +29,7 @@ struct CoreKernels {
   void (*flagNoise)(uint32_t n, const float* noise, float threshold, uint32_t* flags);
   void (*flagFlyingPixels)(const FlyingPixelLimits& limits, uint32_t width, uint32_t height,
                            const float* distance, uint32_t* flags);
+  uint32_t (*finishImage)(const FinishImage& image);
 };
 
 // The selected target's table.

@@ -27,7 +27,7 @@ void FlyingPixelKernel(D d, const FlyingPixelLimits& l, uint32_t width, uint32_t
     const float* above = row - width;
     const float* below = row + width;
     uint32_t* rowFlags = flagsOut + y * width;
-    simd::ForEachGroup(d, 1, width - 1, [&](auto g, std::size_t x) {
+    simd::ForEachGroup(d, 1, width - 1, [=](auto g, std::size_t x) {
       const auto dist = Abs(g.Load(d, row + x));
       const auto ramp = Add(f0, Div(Mul(Sub(dist, nearDist), slope), span));
       const auto limit =

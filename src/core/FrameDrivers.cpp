@@ -12,7 +12,6 @@
 #include "filters/AutoExposure.hpp"
 #include "filters/Filter2Freq.hpp"
 #include "filters/MultipathFlags.hpp"
-#include "filters/PointCloud.hpp"
 #include "filters/StrayLight.hpp"
 
 namespace kelvora {
@@ -65,20 +64,14 @@ void kelvora_combineResults(const KelvoraInput* input, const KelvoraCalibration*
                             output->noise, output->flags, output->distance);
   }
   kelvora_flagMultipath(parameters, intermediate, output);
-  flagNoise(n, output->noise, p.noiseThreshold, output->flags);
-  if (p.useRemoveFlyingPixel) flagFlyingPixels(p, output->distance, output->flags);
-  calcCartesianCoordinates_arm(n, calibration, parameters, output);
-
+  finishOutput(p, *calibration, *intermediate, *output);
   output->width = static_cast<uint16_t>(p.width);
   output->height = static_cast<uint16_t>(p.height);
-  if (p.numFreqs >= 1 && p.numFreqs <= intermediate->numFreqs) {
-    std::memcpy(output->amplitude, probes[p.numFreqs - 1].amplitude, sizeof(float) * n);
-  }
+  // Reads only the amplitude, which validation leaves alone.
   if (p.useAutoExposure) {
     calcAutoExposure(n, output->amplitude, parameters, &intermediate->autoExposure,
                      input->exposureTimes, output->exposureProposal);
   }
-  if (p.useValidateImage) validateImage(p, *output);
 }
 
 }  // namespace kelvora

@@ -22,7 +22,7 @@ void Calc2FreqKernel(D d, const TwoFrequencyConstants& c, uint32_t n,
   const auto K = Set(d, c.K);
   const auto plusHalf = Set(d, 0.5f);
   const auto minusHalf = Set(d, -0.5f);
-  simd::ForEachGroup(d, 0, n, [&](auto g, std::size_t i) {
+  simd::ForEachGroup(d, 0, n, [=](auto g, std::size_t i) {
     const auto a = g.Load(d, b.distanceA + i);
     const auto sa = g.Load(d, b.noiseA + i);
     const auto sb = g.Load(d, b.noiseB + i);

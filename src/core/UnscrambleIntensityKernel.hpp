@@ -13,7 +13,7 @@ void UnscrambleIntensityKernel(D d, std::size_t n, const uint16_t* raw, const fl
                                float scale, float* grey, float* normalised) {
   const auto scaleV = Set(d, scale);
   const auto zero = Zero(d);
-  simd::ForEachGroup(d, 0, n, [&](auto group, std::size_t i) {
+  simd::ForEachGroup(d, 0, n, [=](auto group, std::size_t i) {
     const auto g = Sub(ConvertToFloat(group.LoadSamples(d, raw + i)), group.Load(d, fpn + i));
     group.Store(d, g, grey + i);
     group.Store(d, IfThenElse(Lt(g, zero), zero, Mul(g, scaleV)), normalised + i);

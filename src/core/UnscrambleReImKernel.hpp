@@ -28,16 +28,26 @@ void UnscrambleReImKernel(D d, const UnscrambleFrames& f) {
   const auto lower = Set(d, static_cast<float>(f.lower));
   const auto upper = Set(d, static_cast<float>(f.upper));
   const auto saturated = SetU(d, flags::kSaturated);
+  // The buffers as values of their own: the group body captures copies, so
+  // they stay in registers instead of being read again after every store.
+  const uint16_t* const frame0 = f.frames[0];
+  const uint16_t* const frame1 = f.frames[1];
+  const uint16_t* const frame2 = f.frames[2];
+  const uint16_t* const frame3 = f.frames[3];
+  float* const imagOut = f.imag;
+  float* const realOut = f.real;
+  float* const asymmetryOut = f.asymmetry;
+  uint32_t* const flagsOut = f.flags;
   for (std::size_t row = 1; row < f.height; ++row) {
     const std::size_t src = row * width;
     const std::size_t dst = src - width;
-    simd::ForEachGroup(d, 0, width, [&](auto g, std::size_t x) {
-      const auto s0 = g.LoadSamples(d, f.frames[0] + src + x);
-      const auto s1 = g.LoadSamples(d, f.frames[1] + src + x);
-      const auto s2 = g.LoadSamples(d, f.frames[2] + src + x);
-      const auto s3 = g.LoadSamples(d, f.frames[3] + src + x);
+    simd::ForEachGroup(d, 0, width, [=](auto g, std::size_t x) {
+      const auto s0 = g.LoadSamples(d, frame0 + src + x);
+      const auto s1 = g.LoadSamples(d, frame1 + src + x);
+      const auto s2 = g.LoadSamples(d, frame2 + src + x);
+      const auto s3 = g.LoadSamples(d, frame3 + src + x);
       // Every 16-bit sample is exact in float, so the bounds test can be too.
-      const auto outside = [&](auto s) {
+      const auto outside = [=](auto s) {
         const auto v = ConvertToFloat(s);
         return Or(Gt(v, upper), Lt(v, lower));
       };
@@ -50,23 +60,23 @@ void UnscrambleReImKernel(D d, const UnscrambleFrames& f) {
         const auto wrappedReal = ConvertToFloat(SignExtend16(real));
         const auto wrappedAsymmetry = ConvertToFloat(SignExtend16(asymmetry));
         if (x + g.count() <= exactFrom) {
-          g.Store(d, wrappedImag, f.imag + dst + x);
-          g.Store(d, wrappedReal, f.real + dst + x);
-          g.Store(d, wrappedAsymmetry, f.asymmetry + dst + x);
+          g.Store(d, wrappedImag, imagOut + dst + x);
+          g.Store(d, wrappedReal, realOut + dst + x);
+          g.Store(d, wrappedAsymmetry, asymmetryOut + dst + x);
         } else {
           const auto wrapped = FirstN(d, exactFrom - x);
-          g.Store(d, IfThenElse(wrapped, wrappedImag, ConvertToFloat(imag)), f.imag + dst + x);
-          g.Store(d, IfThenElse(wrapped, wrappedReal, ConvertToFloat(real)), f.real + dst + x);
+          g.Store(d, IfThenElse(wrapped, wrappedImag, ConvertToFloat(imag)), imagOut + dst + x);
+          g.Store(d, IfThenElse(wrapped, wrappedReal, ConvertToFloat(real)), realOut + dst + x);
           g.Store(d, IfThenElse(wrapped, wrappedAsymmetry, ConvertToFloat(asymmetry)),
-                  f.asymmetry + dst + x);
+                  asymmetryOut + dst + x);
         }
       } else {
-        g.Store(d, ConvertToFloat(imag), f.imag + dst + x);
-        g.Store(d, ConvertToFloat(real), f.real + dst + x);
-        g.Store(d, ConvertToFloat(asymmetry), f.asymmetry + dst + x);
+        g.Store(d, ConvertToFloat(imag), imagOut + dst + x);
+        g.Store(d, ConvertToFloat(real), realOut + dst + x);
+        g.Store(d, ConvertToFloat(asymmetry), asymmetryOut + dst + x);
       }
-      g.Store32(d, Or(g.Load32(d, f.flags + dst + x), IfThenElseZero(bad, saturated)),
-                f.flags + dst + x);
+      g.Store32(d, Or(g.Load32(d, flagsOut + dst + x), IfThenElseZero(bad, saturated)),
+                flagsOut + dst + x);
     });
   }
 }

@@ -11,7 +11,7 @@ template <class D>
 void WrapDistanceKernel(D d, uint32_t n, const float* in, float range, float* out) {
   const auto vr = Set(d, range);
   const auto vrec = Set(d, 1.0f / range);
-  simd::ForEachGroup(d, 0, n, [&](auto g, std::size_t i) {
+  simd::ForEachGroup(d, 0, n, [=](auto g, std::size_t i) {
     const auto x = g.Load(d, in + i);
     const auto k = FloorViaTruncate(d, Mul(x, vrec));
     // k * range is exact for the small integers k takes here, so rounding

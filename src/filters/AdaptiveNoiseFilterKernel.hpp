@@ -75,7 +75,7 @@ void AdaptiveNoiseInterior(D d, const AdaptiveNoiseImage& im) {
   const auto rangeScale = Set(d, kRangeVarianceScale);
   const auto minWeightSum = Set(d, kMinWeightSum);
   for (std::size_t y = R; y + R < im.height; ++y) {
-    simd::ForEachGroup(d, y * im.width + R, (y + 1) * im.width - R, [&](auto g, std::size_t i) {
+    simd::ForEachGroup(d, y * im.width + R, (y + 1) * im.width - R, [=](auto g, std::size_t i) {
       const auto d0 = g.Load(d, im.scratch + i);
       const auto sigma = g.Load(d, im.noise + i);
       const auto negInvVariance = Neg(Reciprocal(Mul(rangeScale, Mul(sigma, sigma))));

@@ -14,27 +14,27 @@ namespace fastexp {
 constexpr float kLog2e = 1.442695f;
 // Below 2^-127 the bit pattern would leave the float's exponent range.
 constexpr float kMinPower = -127.0f;
-constexpr float kMantissaScale = 8388608.0f;  // 2^23
-constexpr float kBias = 127.00248f;           // exponent bias plus a small offset
+constexpr float kBias = 127.00248f;  // exponent bias plus a small offset
 constexpr float kLinear = -0.34895322f;
 constexpr float kQuadratic = 0.3440011f;
 }  // namespace fastexp
 
 // E(z) for arguments that are not positive (or NaN), the range weights' case.
 // There p lies in [-127, 0] once clamped, so the truncations fit int32
-// without guards, and a NaN argument is clamped to -127 whose result is 0,
-// as the saturating conversion of the definition gives for NaN.
+// without guards. A NaN argument ends at 0, as the saturating conversion of
+// the definition gives: either clamped to -127, whose result is 0, or (where
+// MaxOrdered keeps NaN) carried through to the final conversion, which gives
+// 0 for NaN.
 template <class D, class VF = decltype(Zero(D()))>
 inline VF FastExpNonPositive(D d, VF z) {
   using namespace fastexp;
-  // Operand order matters: Max(a, b) keeps b for NaN, so NaN becomes -127.
-  const VF p = Max(Set(d, kMinPower), Mul(z, Set(d, kLog2e)));
+  const VF p = MaxOrdered(Set(d, kMinPower), Mul(z, Set(d, kLog2e)));
   const VF f = Add(Sub(p, ConvertToFloat(TruncateToInt(p))), Set(d, 1.0f));
   const VF poly = Mul(f, Add(Set(d, kLinear), Mul(Set(d, kQuadratic), f)));
-  const VF scaled = Mul(Set(d, kMantissaScale), Add(Add(p, Set(d, kBias)), poly));
-  // scaled < 2^31 here; negative values become 0 as the unsigned conversion
-  // would make them.
-  return BitCastToFloat(TruncateToInt(Max(Zero(d), scaled)));
+  // Scaling by 2^23 is exact, so the fixed-point conversion gives the bits
+  // of the product's truncation; below 0 it gives 0, as the unsigned
+  // conversion of the definition does.
+  return BitCastToFloat(TruncateToUnsignedTimes2Pow23(Add(Add(p, Set(d, kBias)), poly)));
 }
 
 }  // namespace kelvora::KELVORA_TARGET

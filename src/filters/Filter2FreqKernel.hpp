@@ -51,27 +51,29 @@ void Filter2FreqInteriorKernel(D d, const Filter2FreqConstants& c, uint32_t widt
       const VF dv = g.Load(d, centre);
       const VF dh = Add(dv, half);
       // First the no-change votes alone: in a smooth image most neighbours
-      // cast one, and the two shifted tests are not needed.
+      // cast one, and the two shifted tests are not needed. Each shifted
+      // count is at most 9 - keep: once every lane has keep >= 5, neither
+      // can beat it whatever the remaining neighbours vote, so the pixels
+      // stay as they are.
+      const VF enough = Set(d, 5.0f);
+      decltype(Lt(dv, dv)) kept[8];
       VF keep = one;
-      for (const std::ptrdiff_t o : offsets) {
-        const auto kept =
-            Filter2FreqVotes(d, Sub(dh, g.Load(d, centre + o)), range, invRange, half, threshold);
-        keep = Add(keep, IfThenElseZero(kept, one));
-      }
-      // Each shifted count is at most 9 - keep: with keep >= 5 neither can
-      // beat it, so the pixels stay as they are.
-      if (AllFalse(Lt(keep, Set(d, 5.0f)))) {
-        g.Store(d, dv, out + x);
-        return;
+      for (int k = 0; k < 8; ++k) {
+        kept[k] = Filter2FreqVotes(d, Sub(dh, g.Load(d, centre + offsets[k])), range, invRange,
+                                   half, threshold);
+        keep = Add(keep, IfThenElseZero(kept[k], one));
+        if ((k & 1) == 1 && k >= 3 && AllFalse(Lt(keep, enough))) {
+          g.Store(d, dv, out + x);
+          return;
+        }
       }
       VF plus = Zero(d);
       VF minus = Zero(d);
-      for (const std::ptrdiff_t o : offsets) {
-        const VF e = Sub(dh, g.Load(d, centre + o));
-        const auto kept = Filter2FreqVotes(d, e, range, invRange, half, threshold);
+      for (int k = 0; k < 8; ++k) {
+        const VF e = Sub(dh, g.Load(d, centre + offsets[k]));
         const auto up =
-            And(Not(kept), Filter2FreqVotes(d, Add(e, shift), range, invRange, half, threshold));
-        const auto down = And(Not(Or(kept, up)),
+            And(Not(kept[k]), Filter2FreqVotes(d, Add(e, shift), range, invRange, half, threshold));
+        const auto down = And(Not(Or(kept[k], up)),
                               Filter2FreqVotes(d, Sub(e, shift), range, invRange, half, threshold));
         plus = Add(plus, IfThenElseZero(up, one));
         minus = Add(minus, IfThenElseZero(down, one));

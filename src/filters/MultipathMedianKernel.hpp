@@ -96,7 +96,7 @@ void MedianKernel(D d, uint32_t width, uint32_t height, const float* scratch, fl
   for (std::size_t y = 1; y + 1 < height; ++y) {
     const float* top = scratch + (y - 1) * w;
     float* out = data + y * w;
-    simd::ForEachGroup(d, 0, pairs, [&](auto g, std::size_t p) {
+    simd::ForEachGroup(d, 0, pairs, [=](auto g, std::size_t p) {
       SortedColumn<VF> left, midLeft, midRight, right;
       SortStridedColumns(d, g, top, w, 2 * p, left, midLeft);
       SortStridedColumns(d, g, top, w, 2 * p + 2, midRight, right);

@@ -106,7 +106,13 @@ inline void ForEachGroup(D, std::size_t begin, std::size_t end, Body&& body) {
   constexpr std::size_t kLanes = D::kLanes;
   std::size_t i = begin;
   for (; i + kLanes <= end; i += kLanes) body(WholeGroup<D>{}, i);
-  if (i < end) body(PartialGroup<D>{end - i}, i);
+  if (i < end) {
+    // The partial group runs on a copy of the body: the compiler may call it
+    // out of line, and a body whose address is taken has its captures
+    // reloaded from memory after every store of the whole groups' loop.
+    auto tail = body;
+    tail(PartialGroup<D>{end - i}, i);
+  }
 }
 
 }  // namespace kelvora::simd

@@ -108,6 +108,10 @@ inline VF Min(VF a, VF b) {
 inline VF Max(VF a, VF b) {
   return VF{_mm256_max_ps(b.v, a.v)};
 }
+// Max for ordered lanes; a NaN lane gives a here (NaN on NEON).
+inline VF MaxOrdered(VF a, VF b) {
+  return Max(a, b);
+}
 inline VF Abs(VF a) {
   return VF{_mm256_and_ps(a.v, _mm256_castsi256_ps(_mm256_set1_epi32(0x7FFFFFFF)))};
 }
@@ -165,6 +169,12 @@ inline VU TruncateToUnsigned(VF a) {
 // Eight unsigned 16-bit values, zero-extended.
 inline VI LoadU16ToI32(Tag, const uint16_t* p) {
   return VI{_mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)))};
+}
+// trunc(a * 2^23) for a * 2^23 below 2^31; negative lanes and NaN give
+// 0.
+inline VU TruncateToUnsignedTimes2Pow23(VF a) {
+  const __m256 scaled = _mm256_mul_ps(a.v, _mm256_set1_ps(8388608.0f));
+  return VU{_mm256_cvttps_epi32(_mm256_max_ps(scaled, _mm256_setzero_ps()))};
 }
 inline VF BitCastToFloat(VU a) {
   return VF{_mm256_castsi256_ps(a.v)};

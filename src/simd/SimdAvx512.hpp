@@ -108,6 +108,10 @@ inline VF Min(VF a, VF b) {
 inline VF Max(VF a, VF b) {
   return VF{_mm512_max_ps(b.v, a.v)};
 }
+// Max for ordered lanes; a NaN lane gives a here (NaN on NEON).
+inline VF MaxOrdered(VF a, VF b) {
+  return Max(a, b);
+}
 inline VF Abs(VF a) {
   return VF{_mm512_castsi512_ps(
       _mm512_and_si512(_mm512_castps_si512(a.v), _mm512_set1_epi32(0x7FFFFFFF)))};
@@ -158,6 +162,12 @@ inline VU TruncateToUnsigned(VF a) {
 // Sixteen unsigned 16-bit values, zero-extended.
 inline VI LoadU16ToI32(Tag, const uint16_t* p) {
   return VI{_mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)))};
+}
+// trunc(a * 2^23) for a * 2^23 below 2^31; negative lanes and NaN give
+// 0.
+inline VU TruncateToUnsignedTimes2Pow23(VF a) {
+  const __m512 scaled = _mm512_mul_ps(a.v, _mm512_set1_ps(8388608.0f));
+  return VU{_mm512_cvttps_epi32(_mm512_max_ps(scaled, _mm512_setzero_ps()))};
 }
 inline VF BitCastToFloat(VU a) {
   return VF{_mm512_castsi512_ps(a.v)};

@@ -6,7 +6,6 @@
 // zero: only for finite normal values are the results those of the scalar path.
 #include <arm_neon.h>
 
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -111,6 +110,11 @@ inline VF Min(VF a, VF b) {
 inline VF Max(VF a, VF b) {
   return VF{vbslq_f32(detail::CompareGt(b.v, a.v), b.v, a.v)};
 }
+// Max for ordered lanes in one instruction; a NaN lane gives NaN here, where
+// the other targets give a.
+inline VF MaxOrdered(VF a, VF b) {
+  return VF{vmaxq_f32(a.v, b.v)};
+}
 
 inline VF ReciprocalEstimate(VF a) {
   return VF{vrecpeq_f32(a.v)};
@@ -127,22 +131,32 @@ inline VF RsqrtStep(VF a, VF b) {
   return VF{vrsqrtsq_f32(a.v, b.v)};
 }
 
+// One VFP instruction per lane on the S registers that alias the vector:
+// no trip through memory. The square root is written as the instruction so
+// that no errno branch or library call appears for negative lanes.
+inline float SqrtLane(float x) {
+  float r;
+  __asm__("vsqrt.f32 %0, %1" : "=t"(r) : "t"(x));
+  return r;
+}
 inline VF Div(VF a, VF b) {
-  float x[4];
-  float y[4];
-  vst1q_f32(x, a.v);
-  vst1q_f32(y, b.v);
-  for (int i = 0; i < 4; ++i) x[i] /= y[i];
-  return VF{vld1q_f32(x)};
+  float32x4_t r = a.v;
+  r = vsetq_lane_f32(vgetq_lane_f32(a.v, 0) / vgetq_lane_f32(b.v, 0), r, 0);
+  r = vsetq_lane_f32(vgetq_lane_f32(a.v, 1) / vgetq_lane_f32(b.v, 1), r, 1);
+  r = vsetq_lane_f32(vgetq_lane_f32(a.v, 2) / vgetq_lane_f32(b.v, 2), r, 2);
+  r = vsetq_lane_f32(vgetq_lane_f32(a.v, 3) / vgetq_lane_f32(b.v, 3), r, 3);
+  return VF{r};
 }
 inline VF Reciprocal(VF a) {
   return Div(VF{vdupq_n_f32(1.0f)}, a);
 }
 inline VF Sqrt(VF a) {
-  float x[4];
-  vst1q_f32(x, a.v);
-  for (float& v : x) v = std::sqrt(v);
-  return VF{vld1q_f32(x)};
+  float32x4_t r = a.v;
+  r = vsetq_lane_f32(SqrtLane(vgetq_lane_f32(a.v, 0)), r, 0);
+  r = vsetq_lane_f32(SqrtLane(vgetq_lane_f32(a.v, 1)), r, 1);
+  r = vsetq_lane_f32(SqrtLane(vgetq_lane_f32(a.v, 2)), r, 2);
+  r = vsetq_lane_f32(SqrtLane(vgetq_lane_f32(a.v, 3)), r, 3);
+  return VF{r};
 }
 inline VF MulAdd(VF a, VF b, VF c) {
   return Add(Mul(a, b), c);
@@ -164,6 +178,11 @@ inline VF ConvertToFloat(VU a) {
 // above give 0xFFFFFFFF (the instruction's own behaviour).
 inline VU TruncateToUnsigned(VF a) {
   return VU{vcvtq_u32_f32(a.v)};
+}
+// trunc(a * 2^23) for a * 2^23 below 2^31; negative lanes and NaN give
+// 0. The fixed-point form of the conversion scales exactly, in one step.
+inline VU TruncateToUnsignedTimes2Pow23(VF a) {
+  return VU{vcvtq_n_u32_f32(a.v, 23)};
 }
 // Reinterprets the lanes' bits (no conversion).
 inline VF BitCastToFloat(VU a) {
@@ -245,8 +264,15 @@ inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
   vst4q_f32(p, v);
 }
 
+// The load is written as the instruction: Clang merges vld1_u16 and the
+// widening into one extending load that it then assembles, for a pointer not
+// known to be 8-byte aligned, from two core-register loads through the stack.
 inline VI LoadU16ToI32(Tag, const uint16_t* p) {
-  return VI{vreinterpretq_s32_u32(vmovl_u16(vld1_u16(p)))};
+  uint16x4_t samples;
+  __asm__("vld1.16 {%P0}, [%1]"
+          : "=w"(samples)
+          : "r"(p), "m"(*reinterpret_cast<const uint16_t(*)[4]>(p)));
+  return VI{vreinterpretq_s32_u32(vmovl_u16(samples))};
 }
 
 inline M SignBitSet(VF a) {

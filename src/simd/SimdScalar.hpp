@@ -85,6 +85,10 @@ inline VF Min(VF a, VF b) {
 inline VF Max(VF a, VF b) {
   KELVORA_SCALAR_MAP(VF, a.v[i] < b.v[i] ? b.v[i] : a.v[i]);
 }
+// Max for ordered lanes; a NaN lane gives a here (NaN on NEON).
+inline VF MaxOrdered(VF a, VF b) {
+  return Max(a, b);
+}
 inline VF Abs(VF a) {
   KELVORA_SCALAR_MAP(VF, std::fabs(a.v[i]));
 }
@@ -129,6 +133,13 @@ inline uint32_t TruncateToUnsignedLane(float x) {
 }
 inline VU TruncateToUnsigned(VF a) {
   KELVORA_SCALAR_MAP(VU, TruncateToUnsignedLane(a.v[i]));
+}
+// trunc(a * 2^23) for a * 2^23 below 2^31; negative lanes and NaN give
+// 0.
+inline VU TruncateToUnsignedTimes2Pow23(VF a) {
+  const float scale = 8388608.0f;
+  KELVORA_SCALAR_MAP(
+      VU, 0.0f < a.v[i] * scale ? static_cast<uint32_t>(truncateLane(a.v[i] * scale)) : 0u);
 }
 // Reinterprets the lanes' bits (no conversion).
 inline VF BitCastToFloat(VU a) {

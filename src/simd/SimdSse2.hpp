@@ -77,6 +77,10 @@ inline VF Min(VF a, VF b) {
 inline VF Max(VF a, VF b) {
   return VF{_mm_max_ps(b.v, a.v)};
 }
+// Max for ordered lanes; a NaN lane gives a here (NaN on NEON).
+inline VF MaxOrdered(VF a, VF b) {
+  return Max(a, b);
+}
 inline VF Abs(VF a) {
   return VF{_mm_and_ps(a.v, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF)))};
 }
@@ -125,6 +129,12 @@ inline VU TruncateToUnsigned(VF a) {
   // Not greater than 0 covers negative values and NaN.
   const __m128 positive = _mm_cmpgt_ps(a.v, _mm_setzero_ps());
   return VU{_mm_and_si128(r, _mm_castps_si128(positive))};
+}
+// trunc(a * 2^23) for a * 2^23 below 2^31; negative lanes and NaN give
+// 0.
+inline VU TruncateToUnsignedTimes2Pow23(VF a) {
+  const __m128 scaled = _mm_mul_ps(a.v, _mm_set1_ps(8388608.0f));
+  return VU{_mm_cvttps_epi32(_mm_max_ps(scaled, _mm_setzero_ps()))};
 }
 // Reinterprets the lanes' bits (no conversion).
 inline VF BitCastToFloat(VU a) {

@@ -1,9 +1,12 @@
 // The combine driver's own stages: wrapping one frequency's distance, the
-// noise test, the flying-pixel test and image validation.
+// noise test, the flying-pixel test and image validation, and the one sweep
+// that runs them with the point cloud.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/KelvoraOutput.hpp"
@@ -12,6 +15,7 @@
 #include "common/SimdTestTypes.hpp"
 #include "core/CombineStages.hpp"
 #include "core/CoreKernels.hpp"
+#include "filters/FilterKernels.hpp"
 
 namespace kelvora {
 namespace {
@@ -129,6 +133,65 @@ TEST(ValidateImage, ClearsFlaggedPixelsDenseAndSparse) {
     const std::vector<float> dense = {1, 2, 3, 4, 0, 0, 0, 8, 0, 0, 0, 12};
     const std::vector<float> untouched = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
     EXPECT_EQ(cloud, sparse ? untouched : dense);
+  }
+}
+
+// The sweep against the stages run one after the other on the scalar path,
+// over small sizes (every border case) and hostile values, each switch
+// combination that changes what is written.
+TEST(FinishImage, GivesTheBitsOfTheStagesRunInTurn) {
+  const CoreKernels& core = *coreKernelsFor(simd::Target::kScalar);
+  const FilterKernels& filters = *filterKernelsFor(simd::Target::kScalar);
+  for (uint32_t w = 1; w <= 9; ++w) {
+    for (uint32_t h = 1; h <= 5; ++h) {
+      for (uint32_t mode = 0; mode < 4; ++mode) {
+        SCOPED_TRACE(::testing::Message() << w << "x" << h << " mode " << mode);
+        KelvoraParameter p = testing::defaultParameters(w, h);
+        p.useSparsePointCloud = mode & 1;
+        p.useValidateImage = mode & 2;
+        const uint32_t n = w * h, seed = 100 * w + 10 * h + mode;
+        std::vector<float> d = testing::hostileFloats(n, 3.0f, p.flyingPixelNearDist, seed, false);
+        for (uint32_t i = 1; i < n; i += 3) d[i] = d[i - 1] + 0.02f * static_cast<float>(i % 7);
+        std::vector<float> noise =
+            testing::hostileFloats(n, 0.2f, p.noiseThreshold, seed + 1, false);
+        const std::vector<float> rays = testing::hostileFloats(3 * n, 1.0f, 0.0f, seed + 2, false);
+        std::vector<uint32_t> fl(n);
+        for (uint32_t i = 0; i < n; ++i) fl[i] = i % 5 == 0 ? flags::kMasked : 0u;
+        const FlyingPixelLimits limits{p.flyingPixelNearDist, p.flyingPixelFarDist, p.flyingPixelF0,
+                                       p.flyingPixelF1};
+        // In turn.
+        std::vector<float> wantD = d, wantNoise = noise, wantCloud(4 * n, -1.0f);
+        std::vector<uint32_t> wantFlags = fl;
+        core.flagNoise(n, wantNoise.data(), p.noiseThreshold, wantFlags.data());
+        core.flagFlyingPixels(limits, w, h, wantD.data(), wantFlags.data());
+        const PointCloudImage cloud{
+            n,           wantD.data(),     wantNoise.data(), wantFlags.data(),
+            rays.data(), p.noiseThreshold, wantCloud.data()};
+        const uint32_t wantCount = p.useSparsePointCloud ? filters.pointCloudSparse(cloud) : 0u;
+        if (!p.useSparsePointCloud) filters.pointCloudDense(cloud);
+        KelvoraOutput out{};
+        out.distance = wantD.data();
+        out.noise = wantNoise.data();
+        out.pointCloud = wantCloud.data();
+        out.flags = wantFlags.data();
+        if (p.useValidateImage) validateImage(p, out);
+        // In one sweep.
+        std::vector<float> gotCloud(4 * n, -1.0f), amplitude(n, -1.0f);
+        const uint32_t gotCount =
+            core.finishImage({w, h, p.noiseThreshold, true, limits, p.useSparsePointCloud,
+                              p.useValidateImage, rays.data(), rays.data(), amplitude.data(),
+                              d.data(), noise.data(), fl.data(), gotCloud.data()});
+        EXPECT_EQ(gotCount, wantCount);
+        EXPECT_EQ(fl, wantFlags);
+        EXPECT_EQ(0, std::memcmp(amplitude.data(), rays.data(), n * sizeof(float)));
+        for (const auto& [got, want] :
+             {std::pair{&d, &wantD}, {&noise, &wantNoise}, {&gotCloud, &wantCloud}}) {
+          for (std::size_t i = 0; i < want->size(); ++i) {
+            ASSERT_TRUE(testing::sameBits((*got)[i], (*want)[i])) << i;
+          }
+        }
+      }
+    }
   }
 }
 

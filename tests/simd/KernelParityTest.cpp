@@ -233,6 +233,43 @@ Outputs pointCloud(const Tables& t, uint32_t w, uint32_t, const Data& in) {
   return {cloud, {count}};
 }
 
+// Dense with validation, sparse without, dense with neither flying pixels
+// nor validation nor amplitude.
+Outputs finishImage(const Tables& t, uint32_t w, uint32_t h, const Data& in) {
+  const std::size_t n = std::size_t{w} * h;
+  Outputs out;
+  for (uint64_t mode = 0; mode < 3; ++mode) {
+    auto d = in.floats(n, 6.0f, kDefaults.flyingPixelNearDist, 10 * mode);
+    const auto step = in.floats(n, 0.2f, kDefaults.flyingPixelF0, 10 * mode + 1);
+    for (std::size_t i = 1; i < n; i += 2) d[i] = d[i - 1] + step[i];
+    auto noise = in.floats(n, 0.2f, kDefaults.noiseThreshold, 10 * mode + 2);
+    const auto rays = in.floats(3 * n, 1.0f, 0.0f, 10 * mode + 3);
+    const auto amplitude = in.floats(n, 900.0f, 0.0f, 10 * mode + 4);
+    std::vector<uint32_t> flags = in.flags(n, 10 * mode + 5);
+    std::vector<float> cloud(4 * n, -1.0f), amplitudeOut(n, -1.0f);
+    const FinishImage im{w,
+                         h,
+                         kDefaults.noiseThreshold,
+                         mode != 2,
+                         {kDefaults.flyingPixelNearDist, kDefaults.flyingPixelFarDist,
+                          kDefaults.flyingPixelF0, kDefaults.flyingPixelF1},
+                         mode == 1,
+                         mode == 0,
+                         rays.data(),
+                         mode == 2 ? nullptr : amplitude.data(),
+                         amplitudeOut.data(),
+                         d.data(),
+                         noise.data(),
+                         flags.data(),
+                         cloud.data()};
+    const float count = static_cast<float>(t.core.finishImage(im));
+    for (auto* v : {&d, &noise, &cloud, &amplitudeOut}) out.push_back(*v);
+    out.push_back(asFloats(flags));
+    out.push_back({count});
+  }
+  return out;
+}
+
 Outputs strayLight(const Tables& t, uint32_t w, uint32_t, const Data& in) {
   const auto re = in.floats(w, 900.0f, 0.0f, 0), im = in.floats(w, 900.0f, 0.0f, 1);
   const auto factor = in.floats(w, 1.0f, 0.0f, 2);
@@ -267,6 +304,7 @@ const KernelCase kCases[] = {
     {"median", true, median},
     {"pointCloudDense", false, pointCloud<false>},
     {"pointCloudSparse", false, pointCloud<true>},
+    {"finishImage", true, finishImage},
     {"strayLight", false, strayLight},
 };
 

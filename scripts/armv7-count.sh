@@ -255,12 +255,15 @@ for size in $sizes; do
     }'
 done
 
+# awk rather than head takes the first lines: head would stop reading, and
+# sort, killed by SIGPIPE, would fail the pipeline.
 for size in $sizes; do
+  [ "$top" -gt 0 ] || break
   for label in "${labels[@]}"; do
     section "top $top functions, $label at $size: per frame set (share)"
     total="$(value_of "$work/counts/$label/$size" total -)"
     awk -F'\t' '$1 == "symbol" { print $3 "\t" $2 }' "$work/counts/$label/$size/frame.tsv" |
-      sort -t$'\t' -k1,1 -g -r | head -n "$top" |
+      sort -t$'\t' -k1,1 -g -r | awk -v n="$top" 'NR <= n' |
       awk -F'\t' -v total="$total" \
         '{ printf "%12.0f %5.1f%%  %s\n", $1, 100 * $1 / total, substr($2, 1, 110) }'
   done

@@ -85,30 +85,38 @@ TEST(FlyingPixels, OnlyPixelsStandingOutOnBothSidesBeyondTheLimit) {
 // interior pixel a difference of exactly the limit away from its neighbours
 // (0 and f0 alternating, both below the near distance, so the limit is f0
 // and every difference is exact): nothing is flagged, on every target, in
-// whole groups and tails alike. One ulp more and every interior pixel is.
+// whole groups and tails alike, by the stage alone and by the combine sweep
+// that processing uses. One ulp more and every interior pixel is.
 TEST(FlyingPixels, DifferenceExactlyOnTheLimitIsNotFlyingOnEveryTarget) {
-  constexpr uint32_t w = 3 * 16 + 3 + 6, h = 5;
+  constexpr uint32_t w = 3 * 16 + 3 + 6, h = 5, n = w * h;
   const KelvoraParameter p = testing::defaultParameters(w, h);
   const float f0 = p.flyingPixelF0;
+  const FlyingPixelLimits limits{p.flyingPixelNearDist, p.flyingPixelFarDist, f0, p.flyingPixelF1};
+  const std::vector<float> rays(3 * n, 0.0f);
   for (const float step : {f0, std::nextafter(f0, 1.0f)}) {
-    std::vector<float> d(w * h);
-    for (uint32_t i = 0; i < d.size(); ++i) d[i] = ((i % w) + (i / w)) % 2 ? step : 0.0f;
+    std::vector<float> d(n);
+    for (uint32_t i = 0; i < n; ++i) d[i] = ((i % w) + (i / w)) % 2 ? step : 0.0f;
     for (unsigned t = 0; t < simd::kTargetCount; ++t) {
       const CoreKernels* kernels = coreKernelsFor(static_cast<simd::Target>(t));
       if (kernels == nullptr) continue;
-      std::vector<uint32_t> flags(w * h, 0);
-      kernels->flagFlyingPixels({p.flyingPixelNearDist, p.flyingPixelFarDist, f0, p.flyingPixelF1},
-                                w, h, d.data(), flags.data());
+      std::vector<uint32_t> alone(n, 0), swept(n, 0);
+      kernels->flagFlyingPixels(limits, w, h, d.data(), alone.data());
+      std::vector<float> distance = d, noise(n, 0.0f), cloud(4 * n);
+      kernels->finishImage({w, h, p.noiseThreshold, true, limits, false, false, rays.data(),
+                            nullptr, nullptr, distance.data(), noise.data(), swept.data(),
+                            cloud.data()});
       // The columns of row 1 that come out wrong, for the whole row's story.
-      std::string wrong;
-      for (uint32_t i = 0; i < flags.size(); ++i) {
-        const bool interior = i % w != 0 && i % w != w - 1 && i / w != 0 && i / w != h - 1;
-        if (flags[i] != (interior && step != f0 ? flags::kFlyingPixel : 0u) && i / w == 1) {
-          wrong += " " + std::to_string(i % w);
+      for (const auto* flags : {&alone, &swept}) {
+        std::string wrong;
+        for (uint32_t i = 0; i < n; ++i) {
+          const bool interior = i % w != 0 && i % w != w - 1 && i / w != 0 && i / w != h - 1;
+          if ((*flags)[i] != (interior && step != f0 ? flags::kFlyingPixel : 0u) && i / w == 1) {
+            wrong += " " + std::to_string(i % w);
+          }
         }
+        EXPECT_EQ(wrong, "") << simd::targetName(static_cast<simd::Target>(t)) << ", step " << step
+                             << (flags == &alone ? ", alone" : ", swept") << ": wrong columns";
       }
-      EXPECT_EQ(wrong, "") << simd::targetName(static_cast<simd::Target>(t)) << ", step " << step
-                           << ": wrong columns";
     }
   }
 }

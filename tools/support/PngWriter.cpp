@@ -2,8 +2,7 @@
 
 #include <png.h>
 
-#include <cstdio>
-#include <memory>
+#include <fstream>
 
 #include "support/ToolError.hpp"
 
@@ -11,18 +10,20 @@ namespace kelvora::tools {
 
 namespace {
 
-struct FileCloser {
-  void operator()(std::FILE* f) const { std::fclose(f); }
-};
-
 [[noreturn]] void onPngError(png_structp png, png_const_charp) {
   png_longjmp(png, 1);
 }
 void onPngWarning(png_structp, png_const_charp) {}
 
-// Kept apart from writePng so that no object with a destructor lives in the
-// frame that setjmp returns into.
-bool writeRows(std::FILE* file, const RgbImage& image) {
+void appendBytes(png_structp png, png_bytep data, png_size_t length) {
+  static_cast<std::string*>(png_get_io_ptr(png))
+      ->append(reinterpret_cast<const char*>(data), length);
+}
+void flushNothing(png_structp) {}
+
+// No object with a destructor may live in the frame that setjmp returns
+// into, so the caller owns the output string.
+bool encodeRows(const RgbImage& image, int compressionLevel, std::string* out) {
   png_structp png =
       png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, onPngError, onPngWarning);
   if (png == nullptr) return false;
@@ -31,7 +32,8 @@ bool writeRows(std::FILE* file, const RgbImage& image) {
     png_destroy_write_struct(&png, &info);
     return false;
   }
-  png_init_io(png, file);
+  png_set_write_fn(png, out, appendBytes, flushNothing);
+  if (compressionLevel >= 0) png_set_compression_level(png, compressionLevel);
   png_set_IHDR(png, info, image.width, image.height, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_write_info(png, info);
@@ -43,17 +45,31 @@ bool writeRows(std::FILE* file, const RgbImage& image) {
   return true;
 }
 
-}  // namespace
-
-void writePng(const std::string& path, const RgbImage& image) {
+void checkShape(const RgbImage& image, const std::string& what) {
   if (image.width == 0 || image.height == 0 ||
       image.rgb.size() != 3ull * image.width * image.height) {
-    throw ToolError("empty or inconsistent image for " + path);
+    throw ToolError("empty or inconsistent image" + what);
   }
-  std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "wb"));
+}
+
+}  // namespace
+
+std::string encodePng(const RgbImage& image, int compressionLevel) {
+  checkShape(image, "");
+  std::string out;
+  if (!encodeRows(image, compressionLevel, &out)) throw ToolError("cannot encode a PNG image");
+  return out;
+}
+
+void writePng(const std::string& path, const RgbImage& image) {
+  checkShape(image, " for " + path);
+  std::string bytes;
+  if (!encodeRows(image, -1, &bytes)) throw ToolError("cannot write PNG " + path);
+  std::ofstream file(path, std::ios::binary);
   if (!file) throw ToolError("cannot write " + path);
-  const bool written = writeRows(file.get(), image);
-  if (!written || std::fflush(file.get()) != 0) throw ToolError("cannot write PNG " + path);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  file.flush();
+  if (!file) throw ToolError("cannot write PNG " + path);
 }
 
 }  // namespace kelvora::tools

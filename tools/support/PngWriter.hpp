@@ -28,4 +28,9 @@ struct RgbImage {
 // Throws ToolError when libpng reports an error or the file cannot be opened.
 void writePng(const std::string& path, const RgbImage& image);
 
+// The PNG file of the image, as bytes in a string, at a zlib compression
+// level (0..9; -1 for libpng's default, which writePng uses). Throws
+// ToolError when libpng reports an error or the image is empty.
+std::string encodePng(const RgbImage& image, int compressionLevel = -1);
+
 }  // namespace kelvora::tools

@@ -6,7 +6,6 @@
 #include "kelvora/HostSupport.hpp"
 #include "support/ColourMap.hpp"
 #include "support/FrameOutputs.hpp"
-#include "view/PngEncoding.hpp"
 
 namespace kelvora::tools {
 
@@ -64,7 +63,10 @@ std::string resultPng(const ProcessedFrameSet& f, const std::string& result) {
                                                        {"intensity", ResultImage::kIntensity},
                                                        {"flags", ResultImage::kFlags}};
   for (const auto& [name, kind] : kinds) {
-    if (result == name) return encodePng(renderResultImage(f.results, kind, kViewImageScale));
+    if (result == name) {
+      // Served images are made for each request; speed matters more than size.
+      return encodePng(renderResultImage(f.results, kind, kViewImageScale), 1);
+    }
   }
   return {};
 }

@@ -46,7 +46,8 @@ inline bool NoneFlagged(D d, const uint32_t* flags, std::ptrdiff_t width, std::s
 // anything, NaN included.
 template <bool kSkipFlagged, int R, class D, class G, class VF>
 inline void AccumulateWindow(D d, G g, const AdaptiveNoiseImage& im, std::size_t centre, VF d0,
-                             VF negInvVariance, VF& sum, VF& weightSum) {
+                             VF negInvVariance, const FastExpConstants<VF>& c, VF& sum,
+                             VF& weightSum) {
   const std::ptrdiff_t width = static_cast<std::ptrdiff_t>(im.width);
   for (int dy = -R; dy <= R; ++dy) {
     for (int dx = -R; dx <= R; ++dx) {
@@ -54,7 +55,7 @@ inline void AccumulateWindow(D d, G g, const AdaptiveNoiseImage& im, std::size_t
       const VF n = g.Load(d, im.scratch + at);
       const VF diff = Sub(n, d0);
       const VF z = Mul(Mul(diff, diff), negInvVariance);
-      const VF w = Mul(Set(d, kAdaptiveNoiseKernel[dy + 2][dx + 2]), FastExpNonPositive(d, z));
+      const VF w = Mul(Set(d, kAdaptiveNoiseKernel[dy + 2][dx + 2]), FastExpNonPositive(z, c));
       if constexpr (kSkipFlagged) {
         const auto valid = Not(NeZero(g.Load32(d, im.flags + at)));
         sum = IfThenElse(valid, MulAdd(n, w, sum), sum);
@@ -67,32 +68,106 @@ inline void AccumulateWindow(D d, G g, const AdaptiveNoiseImage& im, std::size_t
   }
 }
 
+// One neighbour of the window: its offset from the centre and its kernel
+// weight, in the window's fixed order (row by row, left to right).
+struct WindowTap {
+  std::ptrdiff_t offset;
+  float weight;
+};
+
+template <int R>
+struct WindowTaps {
+  WindowTap tap[(2 * R + 1) * (2 * R + 1)];
+};
+
+template <int R>
+inline WindowTaps<R> MakeWindowTaps(std::ptrdiff_t width) {
+  WindowTaps<R> t{};
+  int k = 0;
+  for (int dy = -R; dy <= R; ++dy) {
+    for (int dx = -R; dx <= R; ++dx) {
+      t.tap[k++] = {dy * width + dx, kAdaptiveNoiseKernel[dy + 2][dx + 2]};
+    }
+  }
+  return t;
+}
+
+// The filtered distances of a whole group whose window has no flagged
+// pixel, one tap per step: unrolled, the taps' chains would be interleaved
+// and, with the exponential's constants, need more vector registers than
+// 32-bit ARM has.
+template <int R, class D, class VF>
+inline VF FilterCleanGroup(D d, const float* centre, const WindowTaps<R>& taps, VF d0,
+                           VF negInvVariance, const FastExpConstants<VF>& c, VF minWeightSum) {
+  VF sum = Zero(d);
+  VF weightSum = minWeightSum;
+#if defined(__clang__)
+#pragma clang loop unroll(disable)
+#endif
+  for (const WindowTap& t : taps.tap) {
+    const VF n = LoadU(d, centre + t.offset);
+    const VF diff = Sub(n, d0);
+    const VF z = Mul(Mul(diff, diff), negInvVariance);
+    const VF w = Mul(Set(d, t.weight), FastExpNonPositive(z, c));
+    sum = MulAdd(n, w, sum);
+    weightSum = Add(weightSum, w);
+  }
+  return Mul(sum, Reciprocal(weightSum));
+}
+
+// The per-image vectors every group uses.
+template <class VF>
+struct AdaptiveNoiseConstants {
+  FastExpConstants<VF> exp;
+  VF rangeScale;
+  VF minWeightSum;
+};
+
+// A group with a flagged pixel in its window (rare on real scenes) or at the
+// end of a row. Kept out of line, so that the common path's loop keeps its
+// constants in registers.
+template <int R, class D, class G, class VF>
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
+void FilterGroupWithFlags(D d, G g, const AdaptiveNoiseImage& im, std::size_t i,
+                          const AdaptiveNoiseConstants<VF>& c) {
+  const VF d0 = g.Load(d, im.scratch + i);
+  const VF sigma = g.Load(d, im.noise + i);
+  const VF negInvVariance = Neg(Reciprocal(Mul(c.rangeScale, Mul(sigma, sigma))));
+  VF sum = Zero(d);
+  VF weightSum = c.minWeightSum;
+  AccumulateWindow<true, R>(d, g, im, i, d0, negInvVariance, c.exp, sum, weightSum);
+  const auto centreValid = Not(NeZero(g.Load32(d, im.flags + i)));
+  g.Store(d, IfThenElse(centreValid, Mul(sum, Reciprocal(weightSum)), d0), im.distance + i);
+}
+
 // Rows and columns radius .. size - radius - 1; reads scratch, noise and
 // flags, writes distance.
 template <int R, class D>
 void AdaptiveNoiseInterior(D d, const AdaptiveNoiseImage& im) {
   if (im.height <= 2 * R || im.width <= 2 * R) return;
-  const auto rangeScale = Set(d, kRangeVarianceScale);
-  const auto minWeightSum = Set(d, kMinWeightSum);
+  using VF = decltype(Zero(d));
+  const AdaptiveNoiseConstants<VF> c{MakeFastExpConstants(d), Set(d, kRangeVarianceScale),
+                                     Set(d, kMinWeightSum)};
+  const WindowTaps<R> taps = MakeWindowTaps<R>(static_cast<std::ptrdiff_t>(im.width));
   for (std::size_t y = R; y + R < im.height; ++y) {
-    simd::ForEachGroup(d, y * im.width + R, (y + 1) * im.width - R, [=](auto g, std::size_t i) {
-      const auto d0 = g.Load(d, im.scratch + i);
-      const auto sigma = g.Load(d, im.noise + i);
-      const auto negInvVariance = Neg(Reciprocal(Mul(rangeScale, Mul(sigma, sigma))));
-      auto sum = Zero(d);
-      auto weightSum = minWeightSum;
+    simd::ForEachGroup(d, y * im.width + R, (y + 1) * im.width - R, [&](auto g, std::size_t i) {
       if constexpr (decltype(g)::kWhole) {
         // Nothing in the window flagged (the common case): the same sums
         // without the per-neighbour selection.
         if (NoneFlagged<R>(d, im.flags, static_cast<std::ptrdiff_t>(im.width), i)) {
-          AccumulateWindow<false, R>(d, g, im, i, d0, negInvVariance, sum, weightSum);
-          g.Store(d, Mul(sum, Reciprocal(weightSum)), im.distance + i);
+          const VF d0 = g.Load(d, im.scratch + i);
+          const VF sigma = g.Load(d, im.noise + i);
+          const VF negInvVariance = Neg(Reciprocal(Mul(c.rangeScale, Mul(sigma, sigma))));
+          g.Store(d,
+                  FilterCleanGroup<R>(d, im.scratch + i, taps, d0, negInvVariance, c.exp,
+                                      c.minWeightSum),
+                  im.distance + i);
           return;
         }
       }
-      AccumulateWindow<true, R>(d, g, im, i, d0, negInvVariance, sum, weightSum);
-      const auto centreValid = Not(NeZero(g.Load32(d, im.flags + i)));
-      g.Store(d, IfThenElse(centreValid, Mul(sum, Reciprocal(weightSum)), d0), im.distance + i);
+      FilterGroupWithFlags<R>(d, g, im, i, c);
     });
   }
 }

@@ -19,22 +19,35 @@ constexpr float kLinear = -0.34895322f;
 constexpr float kQuadratic = 0.3440011f;
 }  // namespace fastexp
 
+// The constants as vectors, set up once per image: built inside a window
+// loop they would be materialised again for every group.
+template <class VF>
+struct FastExpConstants {
+  VF log2e, minPower, one, bias, linear, quadratic;
+};
+
+template <class D, class VF = decltype(Zero(D()))>
+inline FastExpConstants<VF> MakeFastExpConstants(D d) {
+  using namespace fastexp;
+  return {Set(d, kLog2e),  Set(d, kMinPower), Set(d, 1.0f),
+          Set(d, kBias),   Set(d, kLinear),   Set(d, kQuadratic)};
+}
+
 // E(z) for arguments that are not positive (or NaN), the range weights' case.
 // There p lies in [-127, 0] once clamped, so the truncations fit int32
 // without guards. A NaN argument ends at 0, as the saturating conversion of
 // the definition gives: either clamped to -127, whose result is 0, or (where
 // MaxOrdered keeps NaN) carried through to the final conversion, which gives
 // 0 for NaN.
-template <class D, class VF = decltype(Zero(D()))>
-inline VF FastExpNonPositive(D d, VF z) {
-  using namespace fastexp;
-  const VF p = MaxOrdered(Set(d, kMinPower), Mul(z, Set(d, kLog2e)));
-  const VF f = Add(Sub(p, ConvertToFloat(TruncateToInt(p))), Set(d, 1.0f));
-  const VF poly = Mul(f, Add(Set(d, kLinear), Mul(Set(d, kQuadratic), f)));
+template <class VF>
+inline VF FastExpNonPositive(VF z, const FastExpConstants<VF>& c) {
+  const VF p = MaxOrdered(c.minPower, Mul(z, c.log2e));
+  const VF f = Add(Sub(p, ConvertToFloat(TruncateToInt(p))), c.one);
+  const VF poly = Mul(f, Add(c.linear, Mul(c.quadratic, f)));
   // Scaling by 2^23 is exact, so the fixed-point conversion gives the bits
   // of the product's truncation; below 0 it gives 0, as the unsigned
   // conversion of the definition does.
-  return BitCastToFloat(TruncateToUnsignedTimes2Pow23(Add(Add(p, Set(d, kBias)), poly)));
+  return BitCastToFloat(TruncateToUnsignedTimes2Pow23(Add(Add(p, c.bias), poly)));
 }
 
 }  // namespace kelvora::KELVORA_TARGET

@@ -39,35 +39,6 @@ inline bool NoneFlagged(D d, const uint32_t* flags, std::ptrdiff_t width, std::s
   return AllFalse(NeZero(any));
 }
 
-// The window's sums in the fixed order (row by row, left to right). The
-// weight is kernel(dx, dy) x E(-(n - d0)^2 / (12.5 sigma^2)), the negation
-// carried by negInvVariance (exact: only the sign differs). With kSkipFlagged
-// a flagged neighbour is skipped, not weighted by zero: its distance may be
-// anything, NaN included.
-template <bool kSkipFlagged, int R, class D, class G, class VF>
-inline void AccumulateWindow(D d, G g, const AdaptiveNoiseImage& im, std::size_t centre, VF d0,
-                             VF negInvVariance, const FastExpConstants<VF>& c, VF& sum,
-                             VF& weightSum) {
-  const std::ptrdiff_t width = static_cast<std::ptrdiff_t>(im.width);
-  for (int dy = -R; dy <= R; ++dy) {
-    for (int dx = -R; dx <= R; ++dx) {
-      const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(centre) + dy * width + dx;
-      const VF n = g.Load(d, im.scratch + at);
-      const VF diff = Sub(n, d0);
-      const VF z = Mul(Mul(diff, diff), negInvVariance);
-      const VF w = Mul(Set(d, kAdaptiveNoiseKernel[dy + 2][dx + 2]), FastExpNonPositive(z, c));
-      if constexpr (kSkipFlagged) {
-        const auto valid = Not(NeZero(g.Load32(d, im.flags + at)));
-        sum = IfThenElse(valid, MulAdd(n, w, sum), sum);
-        weightSum = IfThenElse(valid, Add(weightSum, w), weightSum);
-      } else {
-        sum = MulAdd(n, w, sum);
-        weightSum = Add(weightSum, w);
-      }
-    }
-  }
-}
-
 // One neighbour of the window: its offset from the centre and its kernel
 // weight, in the window's fixed order (row by row, left to right).
 struct WindowTap {
@@ -92,29 +63,6 @@ inline WindowTaps<R> MakeWindowTaps(std::ptrdiff_t width) {
   return t;
 }
 
-// The filtered distances of a whole group whose window has no flagged
-// pixel, one tap per step: unrolled, the taps' chains would be interleaved
-// and, with the exponential's constants, need more vector registers than
-// 32-bit ARM has.
-template <int R, class D, class VF>
-inline VF FilterCleanGroup(D d, const float* centre, const WindowTaps<R>& taps, VF d0,
-                           VF negInvVariance, const FastExpConstants<VF>& c, VF minWeightSum) {
-  VF sum = Zero(d);
-  VF weightSum = minWeightSum;
-#if defined(__clang__)
-#pragma clang loop unroll(disable)
-#endif
-  for (const WindowTap& t : taps.tap) {
-    const VF n = LoadU(d, centre + t.offset);
-    const VF diff = Sub(n, d0);
-    const VF z = Mul(Mul(diff, diff), negInvVariance);
-    const VF w = Mul(Set(d, t.weight), FastExpNonPositive(z, c));
-    sum = MulAdd(n, w, sum);
-    weightSum = Add(weightSum, w);
-  }
-  return Mul(sum, Reciprocal(weightSum));
-}
-
 // The per-image vectors every group uses.
 template <class VF>
 struct AdaptiveNoiseConstants {
@@ -123,23 +71,58 @@ struct AdaptiveNoiseConstants {
   VF minWeightSum;
 };
 
-// A group with a flagged pixel in its window (rare on real scenes) or at the
-// end of a row. Kept out of line, so that the common path's loop keeps its
-// constants in registers.
-template <int R, class D, class G, class VF>
-#if defined(__GNUC__)
-__attribute__((noinline))
-#endif
-void FilterGroupWithFlags(D d, G g, const AdaptiveNoiseImage& im, std::size_t i,
-                          const AdaptiveNoiseConstants<VF>& c) {
+// One group's filtered distances. The weight of a neighbour is
+// kernel(dx, dy) x E(-(n - d0)^2 / (12.5 sigma^2)), the negation carried by
+// negInvVariance (exact: only the sign differs), summed in the window's fixed
+// order one tap per step: unrolled, the taps' chains would be interleaved
+// and, with the exponential's constants, need more vector registers than
+// 32-bit ARM has. With kSkipFlagged a flagged neighbour's distance and weight
+// become +0, so it adds +0 to both sums, which leaves them as they were
+// (neither sum is ever -0); its distance may be anything, NaN included. A
+// flagged centre keeps its distance.
+template <bool kSkipFlagged, int R, class D, class G, class VF>
+inline void AdaptiveNoiseGroup(D d, G g, const AdaptiveNoiseImage& im, std::size_t i,
+                        const WindowTaps<R>& taps, const AdaptiveNoiseConstants<VF>& c) {
   const VF d0 = g.Load(d, im.scratch + i);
   const VF sigma = g.Load(d, im.noise + i);
   const VF negInvVariance = Neg(Reciprocal(Mul(c.rangeScale, Mul(sigma, sigma))));
   VF sum = Zero(d);
   VF weightSum = c.minWeightSum;
-  AccumulateWindow<true, R>(d, g, im, i, d0, negInvVariance, c.exp, sum, weightSum);
-  const auto centreValid = Not(NeZero(g.Load32(d, im.flags + i)));
-  g.Store(d, IfThenElse(centreValid, Mul(sum, Reciprocal(weightSum)), d0), im.distance + i);
+  const float* centre = im.scratch + i;
+  const uint32_t* centreFlags = im.flags + i;
+#if defined(__clang__)
+#pragma clang loop unroll(disable)
+#endif
+  for (const WindowTap& t : taps.tap) {
+    VF n = g.Load(d, centre + t.offset);
+    const VF diff = Sub(n, d0);
+    const VF z = Mul(Mul(diff, diff), negInvVariance);
+    VF w = Mul(Set(d, t.weight), FastExpNonPositive(z, c.exp));
+    if constexpr (kSkipFlagged) {
+      const auto valid = Not(NeZero(g.Load32(d, centreFlags + t.offset)));
+      n = IfThenElseZero(valid, n);
+      w = IfThenElseZero(valid, w);
+    }
+    sum = MulAdd(n, w, sum);
+    weightSum = Add(weightSum, w);
+  }
+  VF filtered = Mul(sum, Reciprocal(weightSum));
+  if constexpr (kSkipFlagged) {
+    filtered = IfThenElse(Not(NeZero(g.Load32(d, im.flags + i))), filtered, d0);
+  }
+  g.Store(d, filtered, im.distance + i);
+}
+
+// A group with a flagged pixel in its window (rare on real scenes) or at the
+// end of a row, out of line, so that the common path's loop keeps its
+// constants in registers.
+template <int R, class D, class G, class VF>
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
+void AdaptiveNoiseGroupWithFlags(D d, G g, const AdaptiveNoiseImage& im, std::size_t i,
+                          const WindowTaps<R>& taps, const AdaptiveNoiseConstants<VF>& c) {
+  AdaptiveNoiseGroup<true, R>(d, g, im, i, taps, c);
 }
 
 // Rows and columns radius .. size - radius - 1; reads scratch, noise and
@@ -154,20 +137,14 @@ void AdaptiveNoiseInterior(D d, const AdaptiveNoiseImage& im) {
   for (std::size_t y = R; y + R < im.height; ++y) {
     simd::ForEachGroup(d, y * im.width + R, (y + 1) * im.width - R, [&](auto g, std::size_t i) {
       if constexpr (decltype(g)::kWhole) {
-        // Nothing in the window flagged (the common case): the same sums
-        // without the per-neighbour selection.
+        // Nothing in the window flagged (the common case): no per-neighbour
+        // selection.
         if (NoneFlagged<R>(d, im.flags, static_cast<std::ptrdiff_t>(im.width), i)) {
-          const VF d0 = g.Load(d, im.scratch + i);
-          const VF sigma = g.Load(d, im.noise + i);
-          const VF negInvVariance = Neg(Reciprocal(Mul(c.rangeScale, Mul(sigma, sigma))));
-          g.Store(d,
-                  FilterCleanGroup<R>(d, im.scratch + i, taps, d0, negInvVariance, c.exp,
-                                      c.minWeightSum),
-                  im.distance + i);
+          AdaptiveNoiseGroup<false, R>(d, g, im, i, taps, c);
           return;
         }
       }
-      FilterGroupWithFlags<R>(d, g, im, i, c);
+      AdaptiveNoiseGroupWithFlags<R>(d, g, im, i, taps, c);
     });
   }
 }

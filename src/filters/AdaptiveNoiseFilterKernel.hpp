@@ -74,15 +74,13 @@ struct AdaptiveNoiseConstants {
 // One group's filtered distances. The weight of a neighbour is
 // kernel(dx, dy) x E(-(n - d0)^2 / (12.5 sigma^2)), the negation carried by
 // negInvVariance (exact: only the sign differs), summed in the window's fixed
-// order one tap per step: unrolled, the taps' chains would be interleaved
-// and, with the exponential's constants, need more vector registers than
-// 32-bit ARM has. With kSkipFlagged a flagged neighbour's distance and weight
+// order. With kSkipFlagged a flagged neighbour's distance and weight
 // become +0, so it adds +0 to both sums, which leaves them as they were
 // (neither sum is ever -0); its distance may be anything, NaN included. A
 // flagged centre keeps its distance.
 template <bool kSkipFlagged, int R, class D, class G, class VF>
 inline void AdaptiveNoiseGroup(D d, G g, const AdaptiveNoiseImage& im, std::size_t i,
-                        const WindowTaps<R>& taps, const AdaptiveNoiseConstants<VF>& c) {
+                               const WindowTaps<R>& taps, const AdaptiveNoiseConstants<VF>& c) {
   const VF d0 = g.Load(d, im.scratch + i);
   const VF sigma = g.Load(d, im.noise + i);
   const VF negInvVariance = Neg(Reciprocal(Mul(c.rangeScale, Mul(sigma, sigma))));
@@ -90,21 +88,33 @@ inline void AdaptiveNoiseGroup(D d, G g, const AdaptiveNoiseImage& im, std::size
   VF weightSum = c.minWeightSum;
   const float* centre = im.scratch + i;
   const uint32_t* centreFlags = im.flags + i;
-#if defined(__clang__)
-#pragma clang loop unroll(disable)
-#endif
-  for (const WindowTap& t : taps.tap) {
-    VF n = g.Load(d, centre + t.offset);
+  const auto tap = [&](std::ptrdiff_t offset, float kernelWeight) {
+    VF n = g.Load(d, centre + offset);
     const VF diff = Sub(n, d0);
     const VF z = Mul(Mul(diff, diff), negInvVariance);
-    VF w = Mul(Set(d, t.weight), FastExpNonPositive(z, c.exp));
+    VF w = Mul(Set(d, kernelWeight), FastExpNonPositive(z, c.exp));
     if constexpr (kSkipFlagged) {
-      const auto valid = Not(NeZero(g.Load32(d, centreFlags + t.offset)));
+      const auto valid = Not(NeZero(g.Load32(d, centreFlags + offset)));
       n = IfThenElseZero(valid, n);
       w = IfThenElseZero(valid, w);
     }
     sum = MulAdd(n, w, sum);
     weightSum = Add(weightSum, w);
+  };
+  if constexpr (D::kMemoryOperands) {
+    // Unrolled: the kernel weights and the exponential's constants are read
+    // from memory by the arithmetic itself.
+    const std::ptrdiff_t width = static_cast<std::ptrdiff_t>(im.width);
+    for (int dy = -R; dy <= R; ++dy) {
+      for (int dx = -R; dx <= R; ++dx) tap(dy * width + dx, kAdaptiveNoiseKernel[dy + 2][dx + 2]);
+    }
+  } else {
+    // One tap per step: unrolled, the taps' chains would be interleaved and,
+    // with the exponential's constants, need more registers than there are.
+#if defined(__clang__)
+#pragma clang loop unroll(disable)
+#endif
+    for (const WindowTap& t : taps.tap) tap(t.offset, t.weight);
   }
   VF filtered = Mul(sum, Reciprocal(weightSum));
   if constexpr (kSkipFlagged) {

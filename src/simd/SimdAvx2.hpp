@@ -32,6 +32,8 @@ struct M {
 struct Tag {
   static constexpr const char* kName = "avx2";
   static constexpr std::size_t kLanes = 8;
+  // Arithmetic can read an operand from memory: constants need no register.
+  static constexpr bool kMemoryOperands = true;
 };
 
 inline VF Zero(Tag) {

@@ -33,6 +33,8 @@ struct M {
 struct Tag {
   static constexpr const char* kName = "avx512";
   static constexpr std::size_t kLanes = 16;
+  // Arithmetic can read an operand from memory: constants need no register.
+  static constexpr bool kMemoryOperands = true;
 };
 
 inline VF Zero(Tag) {

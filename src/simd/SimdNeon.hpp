@@ -27,6 +27,9 @@ struct M {
 struct Tag {
   static constexpr const char* kName = "neon";
   static constexpr std::size_t kLanes = 4;
+  // Arithmetic takes its operands from registers only: a kernel that needs
+  // many constants holds each in one of the 16 quad registers.
+  static constexpr bool kMemoryOperands = false;
 };
 
 namespace detail {

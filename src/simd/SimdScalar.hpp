@@ -25,6 +25,7 @@ struct M {
 struct Tag {
   static constexpr const char* kName = "scalar";
   static constexpr std::size_t kLanes = 4;
+  static constexpr bool kMemoryOperands = true;
 };
 
 #define KELVORA_SCALAR_MAP(T, expr)            \

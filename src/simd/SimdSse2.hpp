@@ -24,6 +24,8 @@ struct M {
 struct Tag {
   static constexpr const char* kName = "sse2";
   static constexpr std::size_t kLanes = 4;
+  // Arithmetic can read an operand from memory: constants need no register.
+  static constexpr bool kMemoryOperands = true;
 };
 
 inline VF Zero(Tag) {

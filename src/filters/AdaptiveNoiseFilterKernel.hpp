@@ -123,18 +123,6 @@ inline void AdaptiveNoiseGroup(D d, G g, const AdaptiveNoiseImage& im, std::size
   g.Store(d, filtered, im.distance + i);
 }
 
-// A group with a flagged pixel in its window (rare on real scenes) or at the
-// end of a row, out of line, so that the common path's loop keeps its
-// constants in registers.
-template <int R, class D, class G, class VF>
-#if defined(__GNUC__)
-__attribute__((noinline))
-#endif
-void AdaptiveNoiseGroupWithFlags(D d, G g, const AdaptiveNoiseImage& im, std::size_t i,
-                          const WindowTaps<R>& taps, const AdaptiveNoiseConstants<VF>& c) {
-  AdaptiveNoiseGroup<true, R>(d, g, im, i, taps, c);
-}
-
 // Rows and columns radius .. size - radius - 1; reads scratch, noise and
 // flags, writes distance.
 template <int R, class D>
@@ -154,7 +142,7 @@ void AdaptiveNoiseInterior(D d, const AdaptiveNoiseImage& im) {
           return;
         }
       }
-      AdaptiveNoiseGroupWithFlags<R>(d, g, im, i, taps, c);
+      AdaptiveNoiseGroup<true, R>(d, g, im, i, taps, c);
     });
   }
 }

@@ -323,4 +323,13 @@ inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* seco
   GatherPairs(d, table, idx, first, second);
 }
 
+// Lanes 1.. of lo followed by lane 0 of hi: a window one lane further along
+// two consecutive vectors, for stages that carry a vector from one group to
+// the next. The byte alignment works within 128-bit halves, so the halves
+// that meet at the seam are paired first.
+inline VF ConcatShiftOne(VF hi, VF lo) {
+  const __m256i seam = _mm256_castps_si256(_mm256_permute2f128_ps(lo.v, hi.v, 0x21));
+  return VF{_mm256_castsi256_ps(_mm256_alignr_epi8(seam, _mm256_castps_si256(lo.v), 4))};
+}
+
 }  // namespace kelvora::simd::avx2

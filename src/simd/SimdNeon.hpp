@@ -342,4 +342,11 @@ inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* seco
   GatherPairs(d, table, idx, first, second);
 }
 
+// Lanes 1.. of lo followed by lane 0 of hi: a window one lane further along
+// two consecutive vectors, for stages that carry a vector from one group to
+// the next.
+inline VF ConcatShiftOne(VF hi, VF lo) {
+  return VF{vextq_f32(lo.v, hi.v, 1)};
+}
+
 }  // namespace kelvora::simd::neon

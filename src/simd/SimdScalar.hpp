@@ -301,4 +301,11 @@ inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* seco
   GatherPairs(d, table, idx, first, second);
 }
 
+// Lanes 1.. of lo followed by lane 0 of hi: a window one lane further along
+// two consecutive vectors, for stages that carry a vector from one group to
+// the next.
+inline VF ConcatShiftOne(VF hi, VF lo) {
+  return VF{{lo.v[1], lo.v[2], lo.v[3], hi.v[0]}};
+}
+
 }  // namespace kelvora::simd::scalar

@@ -199,16 +199,20 @@ Outputs noiseFloor(const Tables& t, uint32_t w, uint32_t, const Data& in) {
   return {asFloats(flags)};
 }
 
+// Also at 2 * width + 10, where the groups of a row hand their column sorts on.
 Outputs median(const Tables& t, uint32_t w, uint32_t h, const Data& in) {
-  const std::size_t n = std::size_t{w} * h;
-  // Coarse values: ties everywhere, so the order of the comparisons shows.
-  auto scratch = in.floats(n, 3.0f, 1.0f, 0);
-  for (float& v : scratch) {
-    if (std::isfinite(v) && v != 0.0f && std::fabs(v) > 1e-30f) v = std::round(v);
+  Outputs out;
+  for (const uint32_t width : {w, 2 * w + 10}) {
+    const std::size_t n = std::size_t{width} * h;
+    // Coarse values: ties everywhere, so the order of the comparisons shows.
+    auto scratch = in.floats(n, 3.0f, 1.0f, width);
+    for (float& v : scratch) {
+      if (std::isfinite(v) && v != 0.0f && std::fabs(v) > 1e-30f) v = std::round(v);
+    }
+    out.emplace_back(n, -1.0f);
+    t.filters.median(width, h, scratch.data(), out.back().data());
   }
-  std::vector<float> data(n, -1.0f);
-  t.filters.median(w, h, scratch.data(), data.data());
-  return {data};
+  return out;
 }
 
 PointCloudImage cloudImage(uint32_t n, const std::vector<float>* in, const uint32_t* flags,

@@ -14,6 +14,11 @@
 
 namespace kelvora::KELVORA_TARGET {
 
+// Internal linkage lets the compiler inline the group runner of each row
+// loop into the sweep, so the group body's constants stay in registers
+// instead of being reloaded from the body's captures after every store.
+namespace {
+
 // Lanes of the group at column x of a row of `width` that lie in columns
 // 1 .. width - 2, the only ones the flying-pixel test looks at.
 template <class D>
@@ -122,6 +127,8 @@ uint32_t FinishImageRows(D d, const FinishImage& im) {
   if (kValidate && h >= 1) simd::ForEachGroup(d, (h - 1) * w, h * w, clearDistances);
   return written;
 }
+
+}  // namespace
 
 template <class D>
 uint32_t FinishImageKernel(D d, const FinishImage& im) {

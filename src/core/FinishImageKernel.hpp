@@ -72,9 +72,12 @@ uint32_t FinishImageRows(D d, const FinishImage& im) {
         return Gt(Abs(Sub(g.Load(d, im.distance + i + offset), dist)), limit);
       };
       const std::ptrdiff_t row = static_cast<std::ptrdiff_t>(w);
-      auto flying = Or(And(beyond(-1), beyond(1)), And(beyond(-row), beyond(row)));
-      if (x == 0 || x + D::kLanes >= w) flying = And(flying, InteriorColumns(d, x, w));
-      f = Or(f, IfThenElseZero(flying, flyingPixel));
+      const auto flying = Or(And(beyond(-1), beyond(1)), And(beyond(-row), beyond(row)));
+      // Masked as flag words rather than as a mask: a mask merged across the
+      // branch is narrowed and widened again on NEON.
+      auto raised = IfThenElseZero(flying, flyingPixel);
+      if (x == 0 || x + D::kLanes >= w) raised = IfThenElseZero(InteriorColumns(d, x, w), raised);
+      f = Or(f, raised);
     }
     const auto flagged = NeZero(f);
     const auto valid = Not(flagged);

@@ -34,8 +34,9 @@ float corrected(float d, float correction, const Filter2FreqConstants& c) {
   return wrapped;
 }
 
-// One border pixel with the neighbours that exist; reads scratch only. The
-// interior runs through the vector kernel with the same votes.
+// One pixel with the neighbours that exist; reads scratch only. Only the
+// pixels the vector kernel leaves (the first and last columns, and single
+// rows or columns) come here; the kernel casts the same votes.
 float borderPixel(const float* scratch, int width, int height, int x, int y,
                   const Filter2FreqConstants& c) {
   const float d = scratch[static_cast<std::size_t>(y) * width + x];
@@ -92,8 +93,9 @@ void filter2Freq(int width, int height, uint32_t freq1, uint32_t freq2, float* s
     distance[static_cast<std::size_t>(y) * width + x] =
         borderPixel(scratch, width, height, x, y, c);
   };
+  const bool vectorRows = width >= 3 && height >= 2;
   for (int y = 0; y < height; ++y) {
-    if (y == 0 || y == height - 1) {
+    if (!vectorRows && (y == 0 || y == height - 1)) {
       for (int x = 0; x < width; ++x) border(x, y);
     } else {
       border(0, y);

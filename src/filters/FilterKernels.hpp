@@ -15,7 +15,8 @@ namespace kelvora {
 
 struct FilterKernels {
   simd::Target target;
-  // Rows and columns 1 .. size - 2 of distance from the copy in scratch.
+  // Columns 1 .. width - 2 of distance from the copy in scratch, every row of
+  // an image of two rows or more.
   void (*filter2FreqInterior)(const Filter2FreqConstants& constants, uint32_t width,
                               uint32_t height, const float* scratch, float* distance);
   // Rows and columns radius .. size - radius - 1; radius 1 or 2.

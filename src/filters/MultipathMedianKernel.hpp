@@ -92,7 +92,11 @@ inline void StorePairMedians(D d, G g, const SortedColumn<VF>& left,
   const auto shared = MergeColumns(midLeft, midRight);
   const auto first = MedianOfNine(shared, left);
   const auto second = MedianOfNine(shared, right);
-  g.StorePair(d, InterleaveLower(first, second), InterleaveUpper(first, second), out);
+  if constexpr (G::kWhole) {
+    StoreInterleaved2(first, second, d, out);
+  } else {
+    g.StorePair(d, InterleaveLower(first, second), InterleaveUpper(first, second), out);
+  }
 }
 
 // Interior rows of data from the unfiltered copy in scratch. Pair p of a row

@@ -331,5 +331,10 @@ inline VF ConcatShiftOne(VF hi, VF lo) {
   const __m256i seam = _mm256_castps_si256(_mm256_permute2f128_ps(lo.v, hi.v, 0x21));
   return VF{_mm256_castsi256_ps(_mm256_alignr_epi8(seam, _mm256_castps_si256(lo.v), 4))};
 }
+// a0 b0 a1 b1 ... from the lanes of a and b.
+inline void StoreInterleaved2(VF a, VF b, Tag d, float* p) {
+  StoreU(InterleaveLower(a, b), d, p);
+  StoreU(InterleaveUpper(a, b), d, p + Tag::kLanes);
+}
 
 }  // namespace kelvora::simd::avx2

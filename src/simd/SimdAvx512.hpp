@@ -340,5 +340,10 @@ inline VF ConcatShiftOne(VF hi, VF lo) {
   return VF{_mm512_castsi512_ps(
       _mm512_alignr_epi32(_mm512_castps_si512(hi.v), _mm512_castps_si512(lo.v), 1))};
 }
+// a0 b0 a1 b1 ... from the lanes of a and b.
+inline void StoreInterleaved2(VF a, VF b, Tag d, float* p) {
+  StoreU(InterleaveLower(a, b), d, p);
+  StoreU(InterleaveUpper(a, b), d, p + Tag::kLanes);
+}
 
 }  // namespace kelvora::simd::avx512

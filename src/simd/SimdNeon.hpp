@@ -348,5 +348,12 @@ inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* seco
 inline VF ConcatShiftOne(VF hi, VF lo) {
   return VF{vextq_f32(lo.v, hi.v, 1)};
 }
+// a0 b0 a1 b1 ... from the lanes of a and b.
+inline void StoreInterleaved2(VF a, VF b, Tag, float* p) {
+  float32x4x2_t v;
+  v.val[0] = a.v;
+  v.val[1] = b.v;
+  vst2q_f32(p, v);
+}
 
 }  // namespace kelvora::simd::neon

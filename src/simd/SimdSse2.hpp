@@ -306,5 +306,10 @@ inline VF ConcatShiftOne(VF hi, VF lo) {
   const __m128 joint = _mm_shuffle_ps(lo.v, hi.v, _MM_SHUFFLE(0, 0, 3, 3));  // lo3 lo3 hi0 hi0
   return VF{_mm_shuffle_ps(lo.v, joint, _MM_SHUFFLE(2, 0, 2, 1))};
 }
+// a0 b0 a1 b1 ... from the lanes of a and b.
+inline void StoreInterleaved2(VF a, VF b, Tag d, float* p) {
+  StoreU(InterleaveLower(a, b), d, p);
+  StoreU(InterleaveUpper(a, b), d, p + Tag::kLanes);
+}
 
 }  // namespace kelvora::simd::sse2

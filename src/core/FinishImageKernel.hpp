@@ -69,7 +69,7 @@ uint32_t FinishImageRows(D d, const FinishImage& im) {
       const auto limit =
           IfThenElse(Gt(dist, nearDist), IfThenElse(Lt(dist, farDist), ramp, f1), f0);
       const auto beyond = [&](std::ptrdiff_t offset) {
-        return Gt(Abs(Sub(g.Load(d, im.distance + i + offset), dist)), limit);
+        return Gt(AbsDiff(g.Load(d, im.distance + i + offset), dist), limit);
       };
       const std::ptrdiff_t row = static_cast<std::ptrdiff_t>(w);
       const auto flying = Or(And(beyond(-1), beyond(1)), And(beyond(-row), beyond(row)));

@@ -346,4 +346,9 @@ inline void StoreInterleaved2(VF a, VF b, Tag d, float* p) {
   StoreU(InterleaveUpper(a, b), d, p + Tag::kLanes);
 }
 
+// |a - b|: the difference rounded once, then its sign cleared.
+inline VF AbsDiff(VF a, VF b) {
+  return Abs(Sub(a, b));
+}
+
 }  // namespace kelvora::simd::avx512

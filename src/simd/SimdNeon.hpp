@@ -356,4 +356,10 @@ inline void StoreInterleaved2(VF a, VF b, Tag, float* p) {
   vst2q_f32(p, v);
 }
 
+// |a - b|: the difference rounded once, then its sign cleared, in one
+// instruction.
+inline VF AbsDiff(VF a, VF b) {
+  return VF{vabdq_f32(a.v, b.v)};
+}
+
 }  // namespace kelvora::simd::neon

@@ -315,4 +315,9 @@ inline void StoreInterleaved2(VF a, VF b, Tag, float* p) {
   }
 }
 
+// |a - b|: the difference rounded once, then its sign cleared.
+inline VF AbsDiff(VF a, VF b) {
+  return Abs(Sub(a, b));
+}
+
 }  // namespace kelvora::simd::scalar

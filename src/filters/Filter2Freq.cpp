@@ -40,6 +40,11 @@ float corrected(float d, float correction, const Filter2FreqConstants& c) {
 float borderPixel(const float* scratch, int width, int height, int x, int y,
                   const Filter2FreqConstants& c) {
   const float d = scratch[static_cast<std::size_t>(y) * width + x];
+  // Each correction gets at most neighbours + 1 - keep votes, and no change
+  // wins ties: once keep reaches half of neighbours + 1 the pixel stays.
+  const int rows = 1 + (y > 0 ? 1 : 0) + (y + 1 < height ? 1 : 0);
+  const int columns = 1 + (x > 0 ? 1 : 0) + (x + 1 < width ? 1 : 0);
+  const int enough = (rows * columns + 1) / 2;
   int keep = 1;  // the pixel votes for itself
   int plus = 0;
   int minus = 0;
@@ -49,7 +54,7 @@ float borderPixel(const float* scratch, int width, int height, int x, int y,
       if (nx < 0 || nx >= width || (nx == x && ny == y)) continue;
       const float e = (d + c.half) - scratch[static_cast<std::size_t>(ny) * width + nx];
       if (std::fabs(wrapCentred(e, c)) < c.threshold) {
-        ++keep;
+        if (++keep >= enough) return d;
       } else if (std::fabs(wrapCentred(e + c.shift, c)) < c.threshold) {
         ++plus;
       } else if (std::fabs(wrapCentred(e - c.shift, c)) < c.threshold) {

@@ -99,6 +99,10 @@ inline void StorePairMedians(D d, G g, const SortedColumn<VF>& left,
   }
 }
 
+// Internal linkage lets the compiler inline each row's group runner, so the
+// columns a group hands on stay in registers.
+namespace {
+
 // Interior rows of data from the unfiltered copy in scratch. Pair p of a row
 // fills columns 1 + 2p and 2 + 2p and reads column pairs p and p + 1 (columns
 // 2p .. 2p + 3); with an odd width the last interior column belongs to no pair
@@ -136,25 +140,35 @@ void MedianKernel(D d, uint32_t width, uint32_t height, const float* scratch, fl
       }
       continue;
     }
+    // kLanes - 1 to 2 * kLanes - 2 pairs are left after the groups that hand
+    // on. Exactly kLanes - 1 (every even width that is a multiple of
+    // 2 * kLanes) fit a partial group whose columns the last of them has
+    // already sorted.
+    const bool lastFromHandOn = pairs - handOnEnd == kLanes - 1;
     // Column pairs p .. p + kLanes - 1, sorted (even and odd columns).
     SortedColumn<VF> even, odd;
     SortStridedColumns(d, simd::WholeGroup<D>{}, top, w, 0, even, odd);
-    simd::ForEachGroup(d, 0, handOnEnd, [=](auto g, std::size_t p) mutable {
-      SortedColumn<VF> nextEven, nextOdd;
-      SortStridedColumns(d, g, top, w, 2 * (p + kLanes), nextEven, nextOdd);
-      SortedColumn<VF> midRight, right;
-      for (std::size_t r = 0; r < 3; ++r) {
-        midRight.v[r] = ConcatShiftOne(nextEven.v[r], even.v[r]);
-        right.v[r] = ConcatShiftOne(nextOdd.v[r], odd.v[r]);
-      }
-      StorePairMedians(d, g, even, odd, midRight, right, out + 1 + 2 * p);
-      even = nextEven;
-      odd = nextOdd;
-    });
-    // kLanes - 1 to 2 * kLanes - 2 pairs are left.
+    simd::ForEachGroup(d, 0, lastFromHandOn ? pairs : handOnEnd,
+                       [=](auto g, std::size_t p) mutable {
+                         SortedColumn<VF> nextEven = even, nextOdd = odd;
+                         if constexpr (decltype(g)::kWhole) {
+                           SortStridedColumns(d, g, top, w, 2 * (p + kLanes), nextEven, nextOdd);
+                         }
+                         SortedColumn<VF> midRight, right;
+                         for (std::size_t r = 0; r < 3; ++r) {
+                           midRight.v[r] = ConcatShiftOne(nextEven.v[r], even.v[r]);
+                           right.v[r] = ConcatShiftOne(nextOdd.v[r], odd.v[r]);
+                         }
+                         StorePairMedians(d, g, even, odd, midRight, right, out + 1 + 2 * p);
+                         even = nextEven;
+                         odd = nextOdd;
+                       });
+    if (lastFromHandOn) continue;
     if (pairs - handOnEnd > kLanes) standalone(simd::WholeGroup<D>{}, handOnEnd);
     standalone(simd::WholeGroup<D>{}, pairs - kLanes);
   }
 }
+
+}  // namespace
 
 }  // namespace kelvora::KELVORA_TARGET

@@ -108,8 +108,9 @@ namespace {
 // 2p .. 2p + 3); with an odd width the last interior column belongs to no pair
 // and keeps its value. A column's sort serves two neighbouring pairs, so along
 // a row each group sorts only the column pairs of the group after it and hands
-// them on; the last few pairs are done by whole groups that overlap the pairs
-// before them (recomputing them to the same bits) instead of a partial group.
+// them on. The last few pairs take one partial group from the handed-on sorts
+// where they fit it, else whole groups that overlap the pairs before them
+// (recomputing those to the same bits).
 template <class D>
 void MedianKernel(D d, uint32_t width, uint32_t height, const float* scratch, float* data) {
   if (height < 3 || width < 4) return;
@@ -148,21 +149,21 @@ void MedianKernel(D d, uint32_t width, uint32_t height, const float* scratch, fl
     // Column pairs p .. p + kLanes - 1, sorted (even and odd columns).
     SortedColumn<VF> even, odd;
     SortStridedColumns(d, simd::WholeGroup<D>{}, top, w, 0, even, odd);
-    simd::ForEachGroup(d, 0, lastFromHandOn ? pairs : handOnEnd,
-                       [=](auto g, std::size_t p) mutable {
-                         SortedColumn<VF> nextEven = even, nextOdd = odd;
-                         if constexpr (decltype(g)::kWhole) {
-                           SortStridedColumns(d, g, top, w, 2 * (p + kLanes), nextEven, nextOdd);
-                         }
-                         SortedColumn<VF> midRight, right;
-                         for (std::size_t r = 0; r < 3; ++r) {
-                           midRight.v[r] = ConcatShiftOne(nextEven.v[r], even.v[r]);
-                           right.v[r] = ConcatShiftOne(nextOdd.v[r], odd.v[r]);
-                         }
-                         StorePairMedians(d, g, even, odd, midRight, right, out + 1 + 2 * p);
-                         even = nextEven;
-                         odd = nextOdd;
-                       });
+    auto handOn = [=](auto g, std::size_t p) mutable {
+      SortedColumn<VF> nextEven = even, nextOdd = odd;
+      if constexpr (decltype(g)::kWhole) {
+        SortStridedColumns(d, g, top, w, 2 * (p + kLanes), nextEven, nextOdd);
+      }
+      SortedColumn<VF> midRight, right;
+      for (std::size_t r = 0; r < 3; ++r) {
+        midRight.v[r] = ConcatShiftOne(nextEven.v[r], even.v[r]);
+        right.v[r] = ConcatShiftOne(nextOdd.v[r], odd.v[r]);
+      }
+      StorePairMedians(d, g, even, odd, midRight, right, out + 1 + 2 * p);
+      even = nextEven;
+      odd = nextOdd;
+    };
+    simd::ForEachGroup(d, 0, lastFromHandOn ? pairs : handOnEnd, handOn);
     if (lastFromHandOn) continue;
     if (pairs - handOnEnd > kLanes) standalone(simd::WholeGroup<D>{}, handOnEnd);
     standalone(simd::WholeGroup<D>{}, pairs - kLanes);

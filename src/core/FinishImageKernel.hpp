@@ -6,6 +6,7 @@
 // reads them as they were, and nothing after it does.
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "base/PixelFlags.hpp"
@@ -13,6 +14,11 @@
 #include "simd/Simd.hpp"
 
 namespace kelvora::KELVORA_TARGET {
+
+// Internal linkage lets the compiler inline the group runner of each row
+// loop into the sweep, so the group body's constants stay in registers
+// instead of being reloaded from the body's captures after every store.
+namespace {
 
 // Lanes of the group at column x of a row of `width` that lie in columns
 // 1 .. width - 2, the only ones the flying-pixel test looks at.
@@ -64,12 +70,15 @@ uint32_t FinishImageRows(D d, const FinishImage& im) {
       const auto limit =
           IfThenElse(Gt(dist, nearDist), IfThenElse(Lt(dist, farDist), ramp, f1), f0);
       const auto beyond = [&](std::ptrdiff_t offset) {
-        return Gt(Abs(Sub(g.Load(d, im.distance + i + offset), dist)), limit);
+        return Gt(AbsDiff(g.Load(d, im.distance + i + offset), dist), limit);
       };
       const std::ptrdiff_t row = static_cast<std::ptrdiff_t>(w);
-      auto flying = Or(And(beyond(-1), beyond(1)), And(beyond(-row), beyond(row)));
-      if (x == 0 || x + D::kLanes >= w) flying = And(flying, InteriorColumns(d, x, w));
-      f = Or(f, IfThenElseZero(flying, flyingPixel));
+      const auto flying = Or(And(beyond(-1), beyond(1)), And(beyond(-row), beyond(row)));
+      // Masked as flag words rather than as a mask: a mask merged across the
+      // branch is narrowed and widened again on NEON.
+      auto raised = IfThenElseZero(flying, flyingPixel);
+      if (x == 0 || x + D::kLanes >= w) raised = IfThenElseZero(InteriorColumns(d, x, w), raised);
+      f = Or(f, raised);
     }
     const auto flagged = NeZero(f);
     const auto valid = Not(flagged);
@@ -99,9 +108,6 @@ uint32_t FinishImageRows(D d, const FinishImage& im) {
       g.StorePoints(d, px, py, pz, confidence, im.cloud + 4 * i);
     }
 
-    if (im.amplitudeIn != nullptr) {
-      g.Store(d, g.Load(d, im.amplitudeIn + i), im.amplitudeOut + i);
-    }
     if constexpr (kValidate) {
       g.Store(d, IfThenElseZero(valid, noise), im.noise + i);
       g.Store32(d, IfThenElseZero(flagged, invalid), im.flags + i);
@@ -123,8 +129,15 @@ uint32_t FinishImageRows(D d, const FinishImage& im) {
   return written;
 }
 
+}  // namespace
+
 template <class D>
 uint32_t FinishImageKernel(D d, const FinishImage& im) {
+  // A plain copy: inside the sweep its two pointers would cost registers
+  // the per-group work needs.
+  if (im.amplitudeIn != nullptr) {
+    std::memmove(im.amplitudeOut, im.amplitudeIn, sizeof(float) * im.width * im.height);
+  }
   if (im.sparseCloud) {
     return im.validate ? FinishImageRows<true, true>(d, im) : FinishImageRows<true, false>(d, im);
   }

@@ -33,7 +33,7 @@ void FlyingPixelKernel(D d, const FlyingPixelLimits& l, uint32_t width, uint32_t
       const auto limit =
           IfThenElse(Gt(dist, nearDist), IfThenElse(Lt(dist, farDist), ramp, f1), f0);
       const auto beyond = [&](const float* neighbour) {
-        return Gt(Abs(Sub(g.Load(d, neighbour + x), dist)), limit);
+        return Gt(AbsDiff(g.Load(d, neighbour + x), dist), limit);
       };
       const auto horizontal = And(beyond(row - 1), beyond(row + 1));
       const auto vertical = And(beyond(above), beyond(below));

@@ -34,11 +34,17 @@ float corrected(float d, float correction, const Filter2FreqConstants& c) {
   return wrapped;
 }
 
-// One border pixel with the neighbours that exist; reads scratch only. The
-// interior runs through the vector kernel with the same votes.
+// One pixel with the neighbours that exist; reads scratch only. Only the
+// pixels the vector kernel leaves (the first and last columns, and single
+// rows or columns) come here; the kernel casts the same votes.
 float borderPixel(const float* scratch, int width, int height, int x, int y,
                   const Filter2FreqConstants& c) {
   const float d = scratch[static_cast<std::size_t>(y) * width + x];
+  // Each correction gets at most neighbours + 1 - keep votes, and no change
+  // wins ties: once keep reaches half of neighbours + 1 the pixel stays.
+  const int rows = 1 + (y > 0 ? 1 : 0) + (y + 1 < height ? 1 : 0);
+  const int columns = 1 + (x > 0 ? 1 : 0) + (x + 1 < width ? 1 : 0);
+  const int enough = (rows * columns + 1) / 2;
   int keep = 1;  // the pixel votes for itself
   int plus = 0;
   int minus = 0;
@@ -48,7 +54,7 @@ float borderPixel(const float* scratch, int width, int height, int x, int y,
       if (nx < 0 || nx >= width || (nx == x && ny == y)) continue;
       const float e = (d + c.half) - scratch[static_cast<std::size_t>(ny) * width + nx];
       if (std::fabs(wrapCentred(e, c)) < c.threshold) {
-        ++keep;
+        if (++keep >= enough) return d;
       } else if (std::fabs(wrapCentred(e + c.shift, c)) < c.threshold) {
         ++plus;
       } else if (std::fabs(wrapCentred(e - c.shift, c)) < c.threshold) {
@@ -92,8 +98,9 @@ void filter2Freq(int width, int height, uint32_t freq1, uint32_t freq2, float* s
     distance[static_cast<std::size_t>(y) * width + x] =
         borderPixel(scratch, width, height, x, y, c);
   };
+  const bool vectorRows = width >= 3 && height >= 2;
   for (int y = 0; y < height; ++y) {
-    if (y == 0 || y == height - 1) {
+    if (!vectorRows && (y == 0 || y == height - 1)) {
       for (int x = 0; x < width; ++x) border(x, y);
     } else {
       border(0, y);

@@ -26,9 +26,13 @@ void multipathMeasures(std::size_t n, const MultipathMeasureBuffers& b) {
   MultipathMeasuresKernel(Tag(), n, b);
 }
 
-void flagAboveNoiseFloor(std::size_t n, const float* measure, const float* noise, float factor,
-                         float floor, uint32_t flag, uint32_t* flags) {
-  NoiseFloorKernel(Tag(), n, measure, noise, factor, floor, flag, flags);
+void flagAboveNoiseFloor(std::size_t n, const NoiseFloorTest* tests, std::size_t count,
+                         uint32_t* flags) {
+  if (count == 2) {
+    NoiseFloorKernel<2>(Tag(), n, tests, flags);
+  } else {
+    NoiseFloorKernel<1>(Tag(), n, tests, flags);
+  }
 }
 
 void median(uint32_t width, uint32_t height, const float* scratch, float* data) {

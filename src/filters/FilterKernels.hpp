@@ -15,14 +15,17 @@ namespace kelvora {
 
 struct FilterKernels {
   simd::Target target;
-  // Rows and columns 1 .. size - 2 of distance from the copy in scratch.
+  // Columns 1 .. width - 2 of distance from the copy in scratch, every row of
+  // an image of two rows or more.
   void (*filter2FreqInterior)(const Filter2FreqConstants& constants, uint32_t width,
                               uint32_t height, const float* scratch, float* distance);
   // Rows and columns radius .. size - radius - 1; radius 1 or 2.
   void (*adaptiveNoise)(const AdaptiveNoiseImage& image, int radius);
   void (*multipathMeasures)(std::size_t n, const MultipathMeasureBuffers& buffers);
-  void (*flagAboveNoiseFloor)(std::size_t n, const float* measure, const float* noise, float factor,
-                              float floor, uint32_t flag, uint32_t* flags);
+  // ORs the flag of each test that a pixel fails; one or two tests, with the
+  // flag words read and written once.
+  void (*flagAboveNoiseFloor)(std::size_t n, const NoiseFloorTest* tests, std::size_t count,
+                              uint32_t* flags);
   // The interior pairs of data from the copy in scratch.
   void (*median)(uint32_t width, uint32_t height, const float* scratch, float* data);
   void (*pointCloudDense)(const PointCloudImage& image);

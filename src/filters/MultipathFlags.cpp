@@ -23,14 +23,17 @@ void kelvora_flagMultipath(const KelvoraParameter* parameters, KelvoraIntermedia
       count, {p0.normAmplitude, p1.normAmplitude, p0.rawNoise, p0.amplitude, p1.rawNoise,
               p1.amplitude, intermediate->mpiAmplitudeRatio, intermediate->mpiAmplitudeNoise});
 
+  // Both medians first, then both tests in one pass: the medians read no
+  // flags and the tests only OR them in, so the order changes nothing.
+  NoiseFloorTest tests[2];
+  std::size_t testCount = 0;
   if (p.useMPIFlagAmplitude) {
     if (p.useMPIFlagAverage) {
       zyn_mpiFastMedian(p.width, p.height, intermediate->mpiAmplitudeRatio,
                         intermediate->filterScratch);
     }
-    kernels.flagAboveNoiseFloor(count, intermediate->mpiAmplitudeRatio,
-                                intermediate->mpiAmplitudeNoise, p.mpiNoiseDistance,
-                                p.mpiAmplitudeThreshold, flags::kMultipathAmplitude, output->flags);
+    tests[testCount++] = {intermediate->mpiAmplitudeRatio, intermediate->mpiAmplitudeNoise,
+                          p.mpiNoiseDistance, p.mpiAmplitudeThreshold, flags::kMultipathAmplitude};
   }
   if (p.useMPIFlagDistance) {
     if (p.useMPIFlagAverage) {
@@ -38,10 +41,10 @@ void kelvora_flagMultipath(const KelvoraParameter* parameters, KelvoraIntermedia
                         intermediate->filterScratch);
     }
     // The distance test scales the output distance noise (metres).
-    kernels.flagAboveNoiseFloor(count, intermediate->distanceDifference, output->noise,
-                                p.mpiNoiseDistance, p.mpiDistanceThreshold,
-                                flags::kMultipathDistance, output->flags);
+    tests[testCount++] = {intermediate->distanceDifference, output->noise, p.mpiNoiseDistance,
+                          p.mpiDistanceThreshold, flags::kMultipathDistance};
   }
+  kernels.flagAboveNoiseFloor(count, tests, testCount, output->flags);
 }
 
 }  // namespace kelvora

@@ -36,4 +36,14 @@ struct MultipathMeasureBuffers {
   float* noise;
 };
 
+// One test of a measure against its noise-scaled threshold with a floor:
+// flag where |measure| > max(noise * factor, floor).
+struct NoiseFloorTest {
+  const float* measure;
+  const float* noise;
+  float factor;
+  float floor;
+  uint32_t flag;
+};
+
 }  // namespace kelvora

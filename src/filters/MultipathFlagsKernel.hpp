@@ -26,20 +26,31 @@ void MultipathMeasuresKernel(D d, std::size_t n, const MultipathMeasureBuffers& 
   });
 }
 
-// ORs flagValue into flags[i] where |measure[i]| > max(noise[i] * factor,
-// floor). The comparison is strict, and a NaN measure or scaled noise never
-// flags (the floor replaces the scaled noise only when that is below it).
-template <class D>
-void NoiseFloorKernel(D d, std::size_t n, const float* measure, const float* noise, float factor,
-                      float floor, uint32_t flagValue, uint32_t* flags) {
-  const auto vFactor = Set(d, factor);
-  const auto vFloor = Set(d, floor);
-  const auto vFlag = SetU(d, flagValue);
+// ORs each test's flag into flags[i] where |measure[i]| > max(noise[i] *
+// factor, floor). The comparison is strict, and a NaN measure or scaled noise
+// never flags (the floor replaces the scaled noise only when that is below
+// it). Flags are only ORed, so the tests can share one pass.
+template <std::size_t kTests, class D>
+void NoiseFloorKernel(D d, std::size_t n, const NoiseFloorTest* tests, uint32_t* flags) {
+  const float* measure[kTests];
+  const float* noise[kTests];
+  decltype(Zero(d)) factor[kTests], floor[kTests];
+  decltype(SetU(d, 0u)) flag[kTests];
+  for (std::size_t k = 0; k < kTests; ++k) {
+    measure[k] = tests[k].measure;
+    noise[k] = tests[k].noise;
+    factor[k] = Set(d, tests[k].factor);
+    floor[k] = Set(d, tests[k].floor);
+    flag[k] = SetU(d, tests[k].flag);
+  }
   simd::ForEachGroup(d, 0, n, [&](auto g, std::size_t i) {
-    auto t = Mul(g.Load(d, noise + i), vFactor);
-    t = IfThenElse(Lt(t, vFloor), vFloor, t);
-    const auto raised = IfThenElseZero(Gt(Abs(g.Load(d, measure + i)), t), vFlag);
-    g.Store32(d, Or(g.Load32(d, flags + i), raised), flags + i);
+    auto f = g.Load32(d, flags + i);
+    for (std::size_t k = 0; k < kTests; ++k) {
+      auto t = Mul(g.Load(d, noise[k] + i), factor[k]);
+      t = IfThenElse(Lt(t, floor[k]), floor[k], t);
+      f = Or(f, IfThenElseZero(Gt(Abs(g.Load(d, measure[k] + i)), t), flag[k]));
+    }
+    g.Store32(d, f, flags + i);
   });
 }
 

@@ -325,4 +325,23 @@ inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* seco
   GatherPairs(d, table, idx, first, second);
 }
 
+// Lanes 1.. of lo followed by lane 0 of hi: a window one lane further along
+// two consecutive vectors, for stages that carry a vector from one group to
+// the next. The byte alignment works within 128-bit halves, so the halves
+// that meet at the seam are paired first.
+inline VF ConcatShiftOne(VF hi, VF lo) {
+  const __m256i seam = _mm256_castps_si256(_mm256_permute2f128_ps(lo.v, hi.v, 0x21));
+  return VF{_mm256_castsi256_ps(_mm256_alignr_epi8(seam, _mm256_castps_si256(lo.v), 4))};
+}
+// a0 b0 a1 b1 ... from the lanes of a and b.
+inline void StoreInterleaved2(VF a, VF b, Tag d, float* p) {
+  StoreU(InterleaveLower(a, b), d, p);
+  StoreU(InterleaveUpper(a, b), d, p + Tag::kLanes);
+}
+
+// |a - b|: the difference rounded once, then its sign cleared.
+inline VF AbsDiff(VF a, VF b) {
+  return Abs(Sub(a, b));
+}
+
 }  // namespace kelvora::simd::avx2

@@ -335,4 +335,22 @@ inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
   }
 }
 
+// Lanes 1.. of lo followed by lane 0 of hi: a window one lane further along
+// two consecutive vectors, for stages that carry a vector from one group to
+// the next.
+inline VF ConcatShiftOne(VF hi, VF lo) {
+  return VF{_mm512_castsi512_ps(
+      _mm512_alignr_epi32(_mm512_castps_si512(hi.v), _mm512_castps_si512(lo.v), 1))};
+}
+// a0 b0 a1 b1 ... from the lanes of a and b.
+inline void StoreInterleaved2(VF a, VF b, Tag d, float* p) {
+  StoreU(InterleaveLower(a, b), d, p);
+  StoreU(InterleaveUpper(a, b), d, p + Tag::kLanes);
+}
+
+// |a - b|: the difference rounded once, then its sign cleared.
+inline VF AbsDiff(VF a, VF b) {
+  return Abs(Sub(a, b));
+}
+
 }  // namespace kelvora::simd::avx512

@@ -345,4 +345,24 @@ inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* seco
   GatherPairs(d, table, idx, first, second);
 }
 
+// Lanes 1.. of lo followed by lane 0 of hi: a window one lane further along
+// two consecutive vectors, for stages that carry a vector from one group to
+// the next.
+inline VF ConcatShiftOne(VF hi, VF lo) {
+  return VF{vextq_f32(lo.v, hi.v, 1)};
+}
+// a0 b0 a1 b1 ... from the lanes of a and b.
+inline void StoreInterleaved2(VF a, VF b, Tag, float* p) {
+  float32x4x2_t v;
+  v.val[0] = a.v;
+  v.val[1] = b.v;
+  vst2q_f32(p, v);
+}
+
+// |a - b|: the difference rounded once, then its sign cleared, in one
+// instruction.
+inline VF AbsDiff(VF a, VF b) {
+  return VF{vabdq_f32(a.v, b.v)};
+}
+
 }  // namespace kelvora::simd::neon

@@ -302,4 +302,23 @@ inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* seco
   GatherPairs(d, table, idx, first, second);
 }
 
+// Lanes 1.. of lo followed by lane 0 of hi: a window one lane further along
+// two consecutive vectors, for stages that carry a vector from one group to
+// the next.
+inline VF ConcatShiftOne(VF hi, VF lo) {
+  return VF{{lo.v[1], lo.v[2], lo.v[3], hi.v[0]}};
+}
+// a0 b0 a1 b1 ... from the lanes of a and b.
+inline void StoreInterleaved2(VF a, VF b, Tag, float* p) {
+  for (int i = 0; i < 4; ++i) {
+    p[2 * i] = a.v[i];
+    p[2 * i + 1] = b.v[i];
+  }
+}
+
+// |a - b|: the difference rounded once, then its sign cleared.
+inline VF AbsDiff(VF a, VF b) {
+  return Abs(Sub(a, b));
+}
+
 }  // namespace kelvora::simd::scalar

@@ -301,4 +301,22 @@ inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* seco
   GatherPairs(d, table, idx, first, second);
 }
 
+// Lanes 1.. of lo followed by lane 0 of hi: a window one lane further along
+// two consecutive vectors, for stages that carry a vector from one group to
+// the next. SSE2 has no lane alignment across registers: two shuffles.
+inline VF ConcatShiftOne(VF hi, VF lo) {
+  const __m128 joint = _mm_shuffle_ps(lo.v, hi.v, _MM_SHUFFLE(0, 0, 3, 3));  // lo3 lo3 hi0 hi0
+  return VF{_mm_shuffle_ps(lo.v, joint, _MM_SHUFFLE(2, 0, 2, 1))};
+}
+// a0 b0 a1 b1 ... from the lanes of a and b.
+inline void StoreInterleaved2(VF a, VF b, Tag d, float* p) {
+  StoreU(InterleaveLower(a, b), d, p);
+  StoreU(InterleaveUpper(a, b), d, p + Tag::kLanes);
+}
+
+// |a - b|: the difference rounded once, then its sign cleared.
+inline VF AbsDiff(VF a, VF b) {
+  return Abs(Sub(a, b));
+}
+
 }  // namespace kelvora::simd::sse2

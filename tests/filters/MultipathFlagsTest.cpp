@@ -30,8 +30,8 @@ TEST(MultipathKernels, NoiseFloorTestIsStrictAndOnlyOrs) {
   const bool flagged[] = {false, true, true, false, true, false, false, false};
   std::vector<uint32_t> flags(std::size(measure));
   for (std::size_t i = 0; i < flags.size(); ++i) flags[i] = i % 3 == 0 ? 0x3u : 0u;
-  filterKernels().flagAboveNoiseFloor(flags.size(), measure, noise, 2.0f, 0.3f, 0x41u,
-                                      flags.data());
+  const NoiseFloorTest test{measure, noise, 2.0f, 0.3f, 0x41u};
+  filterKernels().flagAboveNoiseFloor(flags.size(), &test, 1, flags.data());
   for (std::size_t i = 0; i < flags.size(); ++i) {
     EXPECT_EQ(flags[i], (i % 3 == 0 ? 0x3u : 0u) | (flagged[i] ? 0x41u : 0u)) << i;
   }

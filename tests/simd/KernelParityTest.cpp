@@ -190,25 +190,38 @@ Outputs multipathMeasures(const Tables& t, uint32_t w, uint32_t, const Data& in)
   return out;
 }
 
+// One test, then two in one pass.
 Outputs noiseFloor(const Tables& t, uint32_t w, uint32_t, const Data& in) {
   const auto measure = in.floats(w, 1.0f, kDefaults.mpiAmplitudeThreshold, 0);
   const auto noise = in.floats(w, 0.3f, 0.1f, 1);
-  std::vector<uint32_t> flags = in.flags(w, 2);
-  t.filters.flagAboveNoiseFloor(w, measure.data(), noise.data(), kDefaults.mpiNoiseDistance,
-                                kDefaults.mpiAmplitudeThreshold, 0x81u, flags.data());
-  return {asFloats(flags)};
+  const auto distance = in.floats(w, 0.3f, kDefaults.mpiDistanceThreshold, 3);
+  const NoiseFloorTest tests[] = {{measure.data(), noise.data(), kDefaults.mpiNoiseDistance,
+                                   kDefaults.mpiAmplitudeThreshold, 0x81u},
+                                  {distance.data(), noise.data(), kDefaults.mpiNoiseDistance,
+                                   kDefaults.mpiDistanceThreshold, 0x41u}};
+  Outputs out;
+  for (const std::size_t count : {1, 2}) {
+    std::vector<uint32_t> flags = in.flags(w, 2);
+    t.filters.flagAboveNoiseFloor(w, tests, count, flags.data());
+    out.push_back(asFloats(flags));
+  }
+  return out;
 }
 
+// Also at 2 * width + 10, where the groups of a row hand their column sorts on.
 Outputs median(const Tables& t, uint32_t w, uint32_t h, const Data& in) {
-  const std::size_t n = std::size_t{w} * h;
-  // Coarse values: ties everywhere, so the order of the comparisons shows.
-  auto scratch = in.floats(n, 3.0f, 1.0f, 0);
-  for (float& v : scratch) {
-    if (std::isfinite(v) && v != 0.0f && std::fabs(v) > 1e-30f) v = std::round(v);
+  Outputs out;
+  for (const uint32_t width : {w, 2 * w + 10}) {
+    const std::size_t n = std::size_t{width} * h;
+    // Coarse values: ties everywhere, so the order of the comparisons shows.
+    auto scratch = in.floats(n, 3.0f, 1.0f, width);
+    for (float& v : scratch) {
+      if (std::isfinite(v) && v != 0.0f && std::fabs(v) > 1e-30f) v = std::round(v);
+    }
+    out.emplace_back(n, -1.0f);
+    t.filters.median(width, h, scratch.data(), out.back().data());
   }
-  std::vector<float> data(n, -1.0f);
-  t.filters.median(w, h, scratch.data(), data.data());
-  return {data};
+  return out;
 }
 
 PointCloudImage cloudImage(uint32_t n, const std::vector<float>* in, const uint32_t* flags,

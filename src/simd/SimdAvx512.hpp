@@ -333,4 +333,15 @@ inline void StoreInterleaved4(VF a, VF b, VF c, VF d, Tag, float* p) {
   }
 }
 
+// Min for ordered lanes in one instruction where the target has one (the
+// twin of MaxOrdered); a NaN lane may give either operand.
+inline VF MinOrdered(VF a, VF b) {
+  return Min(a, b);
+}
+
+// The low 16 bits of each lane, read as signed, as float.
+inline VF ConvertSignExtended16ToFloat(VI a) {
+  return ConvertToFloat(SignExtend16(a));
+}
+
 }  // namespace kelvora::simd::avx512

@@ -342,4 +342,17 @@ inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* seco
   GatherPairs(d, table, idx, first, second);
 }
 
+// Min for ordered lanes in one instruction where the target has one (the
+// twin of MaxOrdered); a NaN lane may give either operand.
+inline VF MinOrdered(VF a, VF b) {
+  return VF{vminq_f32(a.v, b.v)};
+}
+
+// The low 16 bits of each lane, read as signed, as float: the fixed-point
+// conversion of the lane shifted up by 16 is exact and scales back down in
+// the same instruction.
+inline VF ConvertSignExtended16ToFloat(VI a) {
+  return VF{vcvtq_n_f32_s32(vshlq_n_s32(a.v, 16), 16)};
+}
+
 }  // namespace kelvora::simd::neon

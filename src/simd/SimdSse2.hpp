@@ -299,4 +299,15 @@ inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* seco
   GatherPairs(d, table, idx, first, second);
 }
 
+// Min for ordered lanes in one instruction where the target has one (the
+// twin of MaxOrdered); a NaN lane may give either operand.
+inline VF MinOrdered(VF a, VF b) {
+  return Min(a, b);
+}
+
+// The low 16 bits of each lane, read as signed, as float.
+inline VF ConvertSignExtended16ToFloat(VI a) {
+  return ConvertToFloat(SignExtend16(a));
+}
+
 }  // namespace kelvora::simd::sse2

@@ -30,8 +30,8 @@ inline std::size_t UnscrambleExactFrom(std::size_t width) {
 template <bool kWrapped, bool kFlag, class D>
 [[gnu::flatten]] void UnscrambleSpan(D d, const UnscrambleFrames& f, std::size_t begin,
                                      std::size_t end) {
-  const auto lower = Set(d, static_cast<float>(f.lower));
-  const auto upper = Set(d, static_cast<float>(f.upper));
+  const auto lower = SetI(d, f.lower);
+  const auto upper = SetI(d, f.upper);
   const auto saturated = SetU(d, flags::kSaturated);
   // Every stream starts at the span, each with a pointer of its own.
   const std::size_t at = f.width + begin;
@@ -61,15 +61,10 @@ template <bool kWrapped, bool kFlag, class D>
       g.Store(d, ConvertToFloat(asymmetry), asymmetryOut + i);
     }
     if (kFlag) {
-      // Every 16-bit sample is exact in float, so the bounds test can be too;
-      // a sample is outside exactly when the largest or the smallest one is.
-      const auto v0 = ConvertToFloat(s0);
-      const auto v1 = ConvertToFloat(s1);
-      const auto v2 = ConvertToFloat(s2);
-      const auto v3 = ConvertToFloat(s3);
-      const auto largest = MaxOrdered(MaxOrdered(v0, v1), MaxOrdered(v2, v3));
-      const auto smallest = MinOrdered(MinOrdered(v0, v1), MinOrdered(v2, v3));
-      const auto bad = Or(Gt(largest, upper), Lt(smallest, lower));
+      // A sample is outside exactly when the largest or the smallest is.
+      const auto largest = MaxSample(MaxSample(s0, s1), MaxSample(s2, s3));
+      const auto smallest = MinSample(MinSample(s0, s1), MinSample(s2, s3));
+      const auto bad = Or(Gt(largest, upper), Gt(lower, smallest));
       g.Store32(d, Or(g.Load32(d, flagsOut + i), IfThenElseZero(bad, saturated)), flagsOut + i);
     }
   });

@@ -355,4 +355,16 @@ inline VF ConvertSignExtended16ToFloat(VI a) {
   return VF{vcvtq_n_f32_s32(vshlq_n_s32(a.v, 16), 16)};
 }
 
+// Larger and smaller of lanes that hold 16-bit samples (0 to 65535), and
+// the signed comparison of 32-bit lanes.
+inline VI MaxSample(VI a, VI b) {
+  return VI{vmaxq_s32(a.v, b.v)};
+}
+inline VI MinSample(VI a, VI b) {
+  return VI{vminq_s32(a.v, b.v)};
+}
+inline M Gt(VI a, VI b) {
+  return M{vcgtq_s32(a.v, b.v)};
+}
+
 }  // namespace kelvora::simd::neon

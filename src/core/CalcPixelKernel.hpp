@@ -16,11 +16,12 @@ inline VF PhaseKernel(D d, VF imag, VF real) {
   const VF y = Neg(imag);
   const VF x = real;
   const VF tiny = Set(d, kTinyQuadrature);
-  const auto yNegative = SignBitSet(y);
-  const VF axis = IfThenElse(Lt(Abs(y), tiny), Zero(d),
-                             IfThenElse(yNegative, Set(d, -kAtanHalfPi), Set(d, kAtanHalfPi)));
+  // +-pi/2 by the sign of y; doubled it is +-pi exactly (the float pi is
+  // twice the float pi/2), one constant pair fewer to hold.
+  const VF quarter = IfThenElse(SignBitSet(y), Set(d, -kAtanHalfPi), Set(d, kAtanHalfPi));
+  const VF axis = IfThenElse(Lt(Abs(y), tiny), Zero(d), quarter);
   const VF at = AtanKernel(d, Div(y, x));
-  const VF left = Add(at, IfThenElse(yNegative, Set(d, -kPi), Set(d, kPi)));
+  const VF left = Add(at, Add(quarter, quarter));
   const VF phase = IfThenElse(Lt(Abs(x), tiny), axis, IfThenElse(Gt(x, Zero(d)), at, left));
   // |phase| <= 3 pi / 2 here, so floor(phase / 2 pi) is -1 or 0 and
   // phase - floor * 2 pi is phase + 2 pi or phase - 0 (keeping -0): the same

@@ -63,7 +63,7 @@ inline VF WiggledPhaseKernel(D d, VF phase, const float* table) {
 }
 
 // The stage runs in passes over blocks of pixels that stay in the first-level
-// cache: phase; amplitude, flags and noise; the normalised amplitude; the
+// cache: amplitude and phase; flags and noise; the normalised amplitude; the
 // phase correction and the distance. Each pass has a shorter dependency chain per group
 // than one fused pass, so the core overlaps more groups, and few enough
 // streams and constants to keep them all in registers. A multiple of every
@@ -75,22 +75,24 @@ constexpr uint32_t kCalcPixelBlock = 512;
 // address has them read again after every store. Their buffers start at the
 // block, each stream with a pointer of its own (core/OpaquePointer.hpp).
 template <class D>
-[[gnu::flatten]] void CalcPixelPhasePass(D d, const float* imag, const float* real, float* phase,
-                                         std::size_t count) {
+[[gnu::flatten]] void CalcPixelPhasePass(D d, const float* imag, const float* real,
+                                         float* amplitude, float* phase, std::size_t count) {
+  const auto half = Set(d, 0.5f);
+  const auto amplitudeFloor = Set(d, kAmplitudeFloor);
   simd::ForEachGroup(d, 0, count, [=](auto g, std::size_t i) {
-    g.Store(d, PhaseKernel(d, g.Load(d, imag + i), g.Load(d, real + i)), phase + i);
+    const auto y = g.Load(d, imag + i);
+    const auto x = g.Load(d, real + i);
+    g.Store(d, Mul(half, Sqrt(Add(Add(Mul(y, y), Mul(x, x)), amplitudeFloor))), amplitude + i);
+    g.Store(d, PhaseKernel(d, y, x), phase + i);
   });
 }
 
 template <class D>
-[[gnu::flatten]] void CalcPixelNoisePass(D d, const CalcPixelConstants& c, const float* imag,
-                                         const float* real, const float* asymmetryIn,
-                                         const float* intensityIn, uint32_t* flagsInOut,
-                                         float* amplitudeOut, float* rawNoiseOut,
+[[gnu::flatten]] void CalcPixelNoisePass(D d, const CalcPixelConstants& c, const float* amplitudeIn,
+                                         const float* asymmetryIn, const float* intensityIn,
+                                         uint32_t* flagsInOut, float* rawNoiseOut,
                                          float* phaseNoiseOut, float* distanceNoiseOut,
                                          std::size_t count) {
-  const auto half = Set(d, 0.5f);
-  const auto amplitudeFloor = Set(d, kAmplitudeFloor);
   const auto limitFactor = Set(d, c.limitFactor);
   const auto amplitudeThreshold = Set(d, c.amplitudeThreshold);
   const auto noise0 = Set(d, c.noise0);
@@ -102,10 +104,7 @@ template <class D>
   const auto inconsistent = SetU(d, flags::kInconsistent);
   const auto lowSignal = SetU(d, flags::kLowSignal);
   simd::ForEachGroup(d, 0, count, [=](auto g, std::size_t i) {
-    const auto y = g.Load(d, imag + i);
-    const auto x = g.Load(d, real + i);
-    const auto amplitude = Mul(half, Sqrt(Add(Add(Mul(y, y), Mul(x, x)), amplitudeFloor)));
-    g.Store(d, amplitude, amplitudeOut + i);
+    const auto amplitude = g.Load(d, amplitudeIn + i);
     auto f = g.Load32(d, flagsInOut + i);
     f = Or(f, IfThenElseZero(Gt(Abs(g.Load(d, asymmetryIn + i)), Mul(limitFactor, amplitude)),
                              inconsistent));
@@ -156,10 +155,9 @@ void CalcPixelKernel(D d, const CalcPixelConstants& c, const CalcPixelBuffers& b
   for (uint32_t start = 0; start < n; start += kCalcPixelBlock) {
     const uint32_t count = n - start < kCalcPixelBlock ? n - start : kCalcPixelBlock;
     CalcPixelPhasePass(d, OpaquePointer(b.imag + start), OpaquePointer(b.real + start),
-                       OpaquePointer(b.phase + start), count);
-    CalcPixelNoisePass(d, c, OpaquePointer(b.imag + start), OpaquePointer(b.real + start),
-                       OpaquePointer(b.asymmetry + start), OpaquePointer(b.intensity + start),
-                       OpaquePointer(b.flags + start), OpaquePointer(b.amplitude + start),
+                       OpaquePointer(b.amplitude + start), OpaquePointer(b.phase + start), count);
+    CalcPixelNoisePass(d, c, OpaquePointer(b.amplitude + start), OpaquePointer(b.asymmetry + start),
+                       OpaquePointer(b.intensity + start), OpaquePointer(b.flags + start),
                        OpaquePointer(b.rawNoise + start), OpaquePointer(b.phaseNoise + start),
                        OpaquePointer(b.distanceNoise + start), count);
     if (c.normaliseAmplitude) {

@@ -22,7 +22,6 @@ void calcPixel(const KelvoraInput* input, const KelvoraParameter* parameters,
 
 // 23849736 / f is metres per radian of phase (c / (4 pi f) with c in air).
 constexpr float kMetresPerRadianTimesHz = 23849736.0f;
-constexpr float kPi = 3.1415927f;
 constexpr float kInvTwoPi = 0.15915494f;
 constexpr float kTwoPi = 6.2831855f;
 // 16383 / (2 pi): one phase period onto the 16384 entries of a wiggling table.

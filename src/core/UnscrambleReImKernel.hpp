@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "base/PixelFlags.hpp"
+#include "core/OpaquePointer.hpp"
 #include "core/UnscrambleReIm.hpp"
 #include "simd/Simd.hpp"
 
@@ -20,64 +21,70 @@ inline std::size_t UnscrambleExactFrom(std::size_t width) {
   return width > 8 ? (width - 1) / 8 * 8 : 0;
 }
 
+// Output pixels [begin, end) from the samples one row further on: the output
+// index is the sample index less one row, so one span may cross rows. With
+// kFlag false the span leaves the flags alone (they are ORed in already).
+// Flattened: with the group runner and the body inlined, the captured
+// pointers and bounds live in registers, where a body called through its
+// address has them read again after every store.
+template <bool kWrapped, bool kFlag, class D>
+[[gnu::flatten]] void UnscrambleSpan(D d, const UnscrambleFrames& f, std::size_t begin,
+                                     std::size_t end) {
+  const auto lower = SetI(d, f.lower);
+  const auto upper = SetI(d, f.upper);
+  const auto saturated = SetU(d, flags::kSaturated);
+  // Every stream starts at the span, each with a pointer of its own.
+  const std::size_t at = f.width + begin;
+  const uint16_t* const frame0 = OpaquePointer(f.frames[0] + at);
+  const uint16_t* const frame1 = OpaquePointer(f.frames[1] + at);
+  const uint16_t* const frame2 = OpaquePointer(f.frames[2] + at);
+  const uint16_t* const frame3 = OpaquePointer(f.frames[3] + at);
+  float* const imagOut = OpaquePointer(f.imag + begin);
+  float* const realOut = OpaquePointer(f.real + begin);
+  float* const asymmetryOut = OpaquePointer(f.asymmetry + begin);
+  uint32_t* const flagsOut = OpaquePointer(f.flags + begin);
+  simd::ForEachGroup(d, 0, end - begin, [=](auto g, std::size_t i) {
+    const auto s0 = g.LoadSamples(d, frame0 + i);
+    const auto s1 = g.LoadSamples(d, frame1 + i);
+    const auto s2 = g.LoadSamples(d, frame2 + i);
+    const auto s3 = g.LoadSamples(d, frame3 + i);
+    const auto imag = Sub(s1, s3);
+    const auto real = Sub(s0, s2);
+    const auto asymmetry = Sub(Add(s0, s2), Add(s1, s3));
+    if (kWrapped) {
+      g.Store(d, ConvertSignExtended16ToFloat(imag), imagOut + i);
+      g.Store(d, ConvertSignExtended16ToFloat(real), realOut + i);
+      g.Store(d, ConvertSignExtended16ToFloat(asymmetry), asymmetryOut + i);
+    } else {
+      g.Store(d, ConvertToFloat(imag), imagOut + i);
+      g.Store(d, ConvertToFloat(real), realOut + i);
+      g.Store(d, ConvertToFloat(asymmetry), asymmetryOut + i);
+    }
+    if (kFlag) {
+      // A sample is outside exactly when the largest or the smallest is.
+      const auto largest = MaxSample(MaxSample(s0, s1), MaxSample(s2, s3));
+      const auto smallest = MinSample(MinSample(s0, s1), MinSample(s2, s3));
+      const auto bad = Or(Gt(largest, upper), Gt(lower, smallest));
+      g.Store32(d, Or(g.Load32(d, flagsOut + i), IfThenElseZero(bad, saturated)), flagsOut + i);
+    }
+  });
+}
+
+// One span over the whole image, in the 16-bit form when any column has it;
+// then the exact columns of every row once more, in their own form.
 template <class D>
 void UnscrambleReImKernel(D d, const UnscrambleFrames& f) {
   if (f.height <= 1) return;
   const std::size_t width = f.width;
   const std::size_t exactFrom = UnscrambleExactFrom(width);
-  const auto lower = Set(d, static_cast<float>(f.lower));
-  const auto upper = Set(d, static_cast<float>(f.upper));
-  const auto saturated = SetU(d, flags::kSaturated);
-  // The buffers as values of their own: the group body captures copies, so
-  // they stay in registers instead of being read again after every store.
-  const uint16_t* const frame0 = f.frames[0];
-  const uint16_t* const frame1 = f.frames[1];
-  const uint16_t* const frame2 = f.frames[2];
-  const uint16_t* const frame3 = f.frames[3];
-  float* const imagOut = f.imag;
-  float* const realOut = f.real;
-  float* const asymmetryOut = f.asymmetry;
-  uint32_t* const flagsOut = f.flags;
-  for (std::size_t row = 1; row < f.height; ++row) {
-    const std::size_t src = row * width;
-    const std::size_t dst = src - width;
-    simd::ForEachGroup(d, 0, width, [=](auto g, std::size_t x) {
-      const auto s0 = g.LoadSamples(d, frame0 + src + x);
-      const auto s1 = g.LoadSamples(d, frame1 + src + x);
-      const auto s2 = g.LoadSamples(d, frame2 + src + x);
-      const auto s3 = g.LoadSamples(d, frame3 + src + x);
-      // Every 16-bit sample is exact in float, so the bounds test can be too.
-      const auto outside = [=](auto s) {
-        const auto v = ConvertToFloat(s);
-        return Or(Gt(v, upper), Lt(v, lower));
-      };
-      const auto bad = Or(Or(outside(s0), outside(s1)), Or(outside(s2), outside(s3)));
-      auto imag = Sub(s1, s3);
-      auto real = Sub(s0, s2);
-      auto asymmetry = Sub(Sub(Add(s0, s2), s1), s3);
-      if (x < exactFrom) {
-        const auto wrappedImag = ConvertToFloat(SignExtend16(imag));
-        const auto wrappedReal = ConvertToFloat(SignExtend16(real));
-        const auto wrappedAsymmetry = ConvertToFloat(SignExtend16(asymmetry));
-        if (x + g.count() <= exactFrom) {
-          g.Store(d, wrappedImag, imagOut + dst + x);
-          g.Store(d, wrappedReal, realOut + dst + x);
-          g.Store(d, wrappedAsymmetry, asymmetryOut + dst + x);
-        } else {
-          const auto wrapped = FirstN(d, exactFrom - x);
-          g.Store(d, IfThenElse(wrapped, wrappedImag, ConvertToFloat(imag)), imagOut + dst + x);
-          g.Store(d, IfThenElse(wrapped, wrappedReal, ConvertToFloat(real)), realOut + dst + x);
-          g.Store(d, IfThenElse(wrapped, wrappedAsymmetry, ConvertToFloat(asymmetry)),
-                  asymmetryOut + dst + x);
-        }
-      } else {
-        g.Store(d, ConvertToFloat(imag), imagOut + dst + x);
-        g.Store(d, ConvertToFloat(real), realOut + dst + x);
-        g.Store(d, ConvertToFloat(asymmetry), asymmetryOut + dst + x);
-      }
-      g.Store32(d, Or(g.Load32(d, flagsOut + dst + x), IfThenElseZero(bad, saturated)),
-                flagsOut + dst + x);
-    });
+  const std::size_t outputs = width * (f.height - 1);
+  if (exactFrom == 0) {
+    UnscrambleSpan<false, true>(d, f, 0, outputs);
+    return;
+  }
+  UnscrambleSpan<true, true>(d, f, 0, outputs);
+  for (std::size_t row = 0; row < outputs; row += width) {
+    UnscrambleSpan<false, false>(d, f, row + exactFrom, row + width);
   }
 }
 

@@ -344,4 +344,27 @@ inline VF AbsDiff(VF a, VF b) {
   return Abs(Sub(a, b));
 }
 
+// Min for ordered lanes in one instruction where the target has one (the
+// twin of MaxOrdered); a NaN lane may give either operand.
+inline VF MinOrdered(VF a, VF b) {
+  return Min(a, b);
+}
+
+// The low 16 bits of each lane, read as signed, as float.
+inline VF ConvertSignExtended16ToFloat(VI a) {
+  return ConvertToFloat(SignExtend16(a));
+}
+
+// Larger and smaller of lanes that hold 16-bit samples (0 to 65535), and
+// the signed comparison of 32-bit lanes.
+inline VI MaxSample(VI a, VI b) {
+  return VI{_mm256_max_epi32(a.v, b.v)};
+}
+inline VI MinSample(VI a, VI b) {
+  return VI{_mm256_min_epi32(a.v, b.v)};
+}
+inline M Gt(VI a, VI b) {
+  return M{_mm256_cmpgt_epi32(a.v, b.v)};
+}
+
 }  // namespace kelvora::simd::avx2

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace kelvora::simd::neon {
 
@@ -322,15 +323,46 @@ inline void StoreN32(VU a, Tag, uint32_t* p, std::size_t n) {
   for (std::size_t i = 0; i < n; ++i) p[i] = lanes[i];
 }
 
+// The entries go through core registers: a core load takes the index
+// scaled as its offset, where a vector lane load needs the address added
+// first; two moves then put the four words in the vector.
 inline VF GatherIndex(Tag, const float* table, VI idx) {
-  float32x4_t r = vdupq_n_f32(0.f);
-  r = vld1q_lane_f32(table + vgetq_lane_s32(idx.v, 0), r, 0);
-  r = vld1q_lane_f32(table + vgetq_lane_s32(idx.v, 1), r, 1);
-  r = vld1q_lane_f32(table + vgetq_lane_s32(idx.v, 2), r, 2);
-  r = vld1q_lane_f32(table + vgetq_lane_s32(idx.v, 3), r, 3);
-  return VF{r};
+  const auto word = [table](int32_t i) {
+    uint32_t w;
+    std::memcpy(&w, table + i, sizeof w);
+    return w;
+  };
+  const uint32_t w0 = word(vgetq_lane_s32(idx.v, 0));
+  const uint32_t w1 = word(vgetq_lane_s32(idx.v, 1));
+  const uint32_t w2 = word(vgetq_lane_s32(idx.v, 2));
+  const uint32_t w3 = word(vgetq_lane_s32(idx.v, 3));
+  uint32x2_t lo;
+  uint32x2_t hi;
+  __asm__("vmov %P0, %1, %2" : "=w"(lo) : "r"(w0), "r"(w1));
+  __asm__("vmov %P0, %1, %2" : "=w"(hi) : "r"(w2), "r"(w3));
+  return VF{vreinterpretq_f32_u32(vcombine_u32(lo, hi))};
 }
+// The four addresses are formed in the vector unit, one shift and one add
+// for all lanes; the empty statement keeps the compiler from moving the sums
+// back to the core, one addition per lane.
 inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) {
+  uint32x4_t at = vaddq_u32(vdupq_n_u32(static_cast<uint32_t>(reinterpret_cast<uintptr_t>(table))),
+                            vshlq_n_u32(vreinterpretq_u32_s32(idx.v), 2));
+  __asm__("" : "+w"(at));
+  const auto entry = [](uint32_t address) {
+    return vld1_f32(reinterpret_cast<const float*>(static_cast<uintptr_t>(address)));
+  };
+  const float32x4_t p01 = vcombine_f32(entry(vgetq_lane_u32(at, 0)), entry(vgetq_lane_u32(at, 1)));
+  const float32x4_t p23 = vcombine_f32(entry(vgetq_lane_u32(at, 2)), entry(vgetq_lane_u32(at, 3)));
+  const float32x4x2_t split = vuzpq_f32(p01, p23);
+  first->v = split.val[0];
+  second->v = split.val[1];
+}
+
+// GatherPairs from a table of 33 entries with indices 0..31. Its caller (the
+// arctangent) has no vector register to spare for the addresses, so they are
+// formed in the core.
+inline void GatherPairs32(Tag, const float* table, VI idx, VF* first, VF* second) {
   const float32x4_t p01 = vcombine_f32(vld1_f32(table + vgetq_lane_s32(idx.v, 0)),
                                        vld1_f32(table + vgetq_lane_s32(idx.v, 1)));
   const float32x4_t p23 = vcombine_f32(vld1_f32(table + vgetq_lane_s32(idx.v, 2)),
@@ -340,9 +372,29 @@ inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) 
   second->v = split.val[1];
 }
 
-// GatherPairs from a table of 33 entries with indices 0..31.
-inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* second) {
-  GatherPairs(d, table, idx, first, second);
+// Min for ordered lanes in one instruction where the target has one (the
+// twin of MaxOrdered); a NaN lane may give either operand.
+inline VF MinOrdered(VF a, VF b) {
+  return VF{vminq_f32(a.v, b.v)};
+}
+
+// The low 16 bits of each lane, read as signed, as float: the fixed-point
+// conversion of the lane shifted up by 16 is exact and scales back down in
+// the same instruction.
+inline VF ConvertSignExtended16ToFloat(VI a) {
+  return VF{vcvtq_n_f32_s32(vshlq_n_s32(a.v, 16), 16)};
+}
+
+// Larger and smaller of lanes that hold 16-bit samples (0 to 65535), and
+// the signed comparison of 32-bit lanes.
+inline VI MaxSample(VI a, VI b) {
+  return VI{vmaxq_s32(a.v, b.v)};
+}
+inline VI MinSample(VI a, VI b) {
+  return VI{vminq_s32(a.v, b.v)};
+}
+inline M Gt(VI a, VI b) {
+  return M{vcgtq_s32(a.v, b.v)};
 }
 
 // Lanes 1.. of lo followed by lane 0 of hi: a window one lane further along

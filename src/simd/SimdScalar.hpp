@@ -321,4 +321,33 @@ inline VF AbsDiff(VF a, VF b) {
   return Abs(Sub(a, b));
 }
 
+// Min for ordered lanes in one instruction where the target has one (the
+// twin of MaxOrdered); a NaN lane may give either operand.
+inline VF MinOrdered(VF a, VF b) {
+  return Min(a, b);
+}
+
+// The low 16 bits of each lane, read as signed, as float.
+inline VF ConvertSignExtended16ToFloat(VI a) {
+  return ConvertToFloat(SignExtend16(a));
+}
+
+// Larger and smaller of lanes that hold 16-bit samples (0 to 65535), and
+// the signed comparison of 32-bit lanes.
+inline VI MaxSample(VI a, VI b) {
+  VI r;
+  for (int i = 0; i < 4; ++i) r.v[i] = a.v[i] > b.v[i] ? a.v[i] : b.v[i];
+  return r;
+}
+inline VI MinSample(VI a, VI b) {
+  VI r;
+  for (int i = 0; i < 4; ++i) r.v[i] = a.v[i] < b.v[i] ? a.v[i] : b.v[i];
+  return r;
+}
+inline M Gt(VI a, VI b) {
+  M r;
+  for (int i = 0; i < 4; ++i) r.v[i] = a.v[i] > b.v[i] ? ~0u : 0u;
+  return r;
+}
+
 }  // namespace kelvora::simd::scalar

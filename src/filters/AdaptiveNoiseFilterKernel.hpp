@@ -27,16 +27,18 @@ constexpr float kRangeVarianceScale = 12.5f;
 constexpr float kMinWeightSum = 1.1754944e-38f;
 
 // True when no flag word is set in the window of a whole group starting at
-// `centre`: per window row, columns x - R .. x + lanes - 1 + R in two loads.
+// `centre`: per window row, columns x - R .. x + lanes - 1 + R in two loads,
+// walking down the rows with one pointer.
 template <int R, class D>
 inline bool NoneFlagged(D d, const uint32_t* flags, std::ptrdiff_t width, std::size_t centre) {
   static_assert(2 * R <= static_cast<int>(D::kLanes), "two loads must cover a window row");
-  auto any = SetU(d, 0u);
-  for (int dy = -R; dy <= R; ++dy) {
-    const uint32_t* row = flags + centre + dy * width;
-    any = Or(any, Or(LoadU32(d, row - R), LoadU32(d, row + R)));
+  const uint32_t* row = flags + centre - R * width - R;
+  auto any = Or(LoadU32(d, row), LoadU32(d, row + 2 * R));
+  for (int dy = 1; dy <= 2 * R; ++dy) {
+    row += width;
+    any = Or(any, Or(LoadU32(d, row), LoadU32(d, row + 2 * R)));
   }
-  return AllFalse(NeZero(any));
+  return AllZero(any);
 }
 
 // One neighbour of the window: its offset from the centre and its kernel

@@ -86,8 +86,8 @@ build_program() {
     clang/neon | clang/scalar | gcc/neon | gcc/scalar) ;;
     *) die "unknown build: $name" ;;
   esac
-  configure_armv7 "$compiler" "$backend" "$source" "$tree" >&2
-  build "$tree" --target kelvora_frame_set_count >&2
+  configure_armv7 "$compiler" "$backend" "$source" "$tree" >&2 || return 1
+  build "$tree" --target kelvora_frame_set_count >&2 || return 1
   printf '%s\n' "$tree/bench/armv7/kelvora_frame_set_count"
 }
 
@@ -106,12 +106,16 @@ for name in $builds; do
   compiler="${name%-*}"
   backend="${name#*-}"
   section "armv7 count: build $name"
-  program[$name]="$(build_program "$name" "$KELVORA_ROOT" "$(armv7_build_dir "$compiler" "$backend")")"
+  # A failed build must stop the count: the substitution's shell does not
+  # inherit errexit, and an old program would be counted instead.
+  program[$name]="$(build_program "$name" "$KELVORA_ROOT" "$(armv7_build_dir "$compiler" "$backend")")" ||
+    die "build of $name failed"
   labels+=("$name")
   if [ -n "$rev_short" ]; then
     section "armv7 count: build $name of $rev_short"
     program[$name@$rev_short]="$(build_program "$name" "$work/rev-$rev_short/source" \
-      "$work/rev-$rev_short/$name")"
+      "$work/rev-$rev_short/$name")" ||
+      die "build of $name of $rev_short failed"
     labels+=("$name@$rev_short")
   fi
 done

@@ -27,40 +27,18 @@ constexpr float kRangeVarianceScale = 12.5f;
 constexpr float kMinWeightSum = 1.1754944e-38f;
 
 // True when no flag word is set in the window of a whole group starting at
-// `centre`: per window row, columns x - R .. x + lanes - 1 + R in two loads.
+// `centre`: per window row, columns x - R .. x + lanes - 1 + R in two loads,
+// walking down the rows with one pointer.
 template <int R, class D>
 inline bool NoneFlagged(D d, const uint32_t* flags, std::ptrdiff_t width, std::size_t centre) {
   static_assert(2 * R <= static_cast<int>(D::kLanes), "two loads must cover a window row");
-  auto any = SetU(d, 0u);
-  for (int dy = -R; dy <= R; ++dy) {
-    const uint32_t* row = flags + centre + dy * width;
-    any = Or(any, Or(LoadU32(d, row - R), LoadU32(d, row + R)));
+  const uint32_t* row = flags + centre - R * width - R;
+  auto any = Or(LoadU32(d, row), LoadU32(d, row + 2 * R));
+  for (int dy = 1; dy <= 2 * R; ++dy) {
+    row += width;
+    any = Or(any, Or(LoadU32(d, row), LoadU32(d, row + 2 * R)));
   }
-  return AllFalse(NeZero(any));
-}
-
-// One neighbour of the window: its offset from the centre and its kernel
-// weight, in the window's fixed order (row by row, left to right).
-struct WindowTap {
-  std::ptrdiff_t offset;
-  float weight;
-};
-
-template <int R>
-struct WindowTaps {
-  WindowTap tap[(2 * R + 1) * (2 * R + 1)];
-};
-
-template <int R>
-inline WindowTaps<R> MakeWindowTaps(std::ptrdiff_t width) {
-  WindowTaps<R> t{};
-  int k = 0;
-  for (int dy = -R; dy <= R; ++dy) {
-    for (int dx = -R; dx <= R; ++dx) {
-      t.tap[k++] = {dy * width + dx, kAdaptiveNoiseKernel[dy + 2][dx + 2]};
-    }
-  }
-  return t;
+  return AllZero(any);
 }
 
 // The per-image vectors every group uses.
@@ -80,7 +58,7 @@ struct AdaptiveNoiseConstants {
 // flagged centre keeps its distance.
 template <bool kSkipFlagged, int R, class D, class G, class VF>
 inline void AdaptiveNoiseGroup(D d, G g, const AdaptiveNoiseImage& im, std::size_t i,
-                               const WindowTaps<R>& taps, const AdaptiveNoiseConstants<VF>& c) {
+                               const AdaptiveNoiseConstants<VF>& c) {
   const VF d0 = g.Load(d, im.scratch + i);
   const VF sigma = g.Load(d, im.noise + i);
   const VF negInvVariance = Neg(Reciprocal(Mul(c.rangeScale, Mul(sigma, sigma))));
@@ -101,20 +79,21 @@ inline void AdaptiveNoiseGroup(D d, G g, const AdaptiveNoiseImage& im, std::size
     sum = MulAdd(n, w, sum);
     weightSum = Add(weightSum, w);
   };
-  if constexpr (D::kMemoryOperands) {
-    // Unrolled: the kernel weights and the exponential's constants are read
-    // from memory by the arithmetic itself.
-    const std::ptrdiff_t width = static_cast<std::ptrdiff_t>(im.width);
-    for (int dy = -R; dy <= R; ++dy) {
-      for (int dx = -R; dx <= R; ++dx) tap(dy * width + dx, kAdaptiveNoiseKernel[dy + 2][dx + 2]);
-    }
-  } else {
-    // One tap per step: unrolled, the taps' chains would be interleaved and,
-    // with the exponential's constants, need more registers than there are.
+  // The window unrolled, row by row. Where arithmetic reads operands from
+  // memory, the kernel weights are constants. Where it does not (NEON), they
+  // are read through a pointer the optimiser cannot see through, one load
+  // per neighbour: as constants they would be hoisted into registers, six of
+  // them, and the exponential's constants spilled around every neighbour.
+  const float* weights = &kAdaptiveNoiseKernel[0][0];
+  if constexpr (!D::kMemoryOperands) __asm__("" : "+r"(weights));
+  const std::ptrdiff_t width = static_cast<std::ptrdiff_t>(im.width);
 #if defined(__clang__)
-#pragma clang loop unroll(disable)
+#pragma clang loop unroll(full)
 #endif
-    for (const WindowTap& t : taps.tap) tap(t.offset, t.weight);
+  for (int dy = -R; dy <= R; ++dy) {
+    for (int dx = -R; dx <= R; ++dx) {
+      tap(dy * width + dx, weights[(dy + 2) * 5 + dx + 2]);
+    }
   }
   VF filtered = Mul(sum, Reciprocal(weightSum));
   if constexpr (kSkipFlagged) {
@@ -131,18 +110,17 @@ void AdaptiveNoiseInterior(D d, const AdaptiveNoiseImage& im) {
   using VF = decltype(Zero(d));
   const AdaptiveNoiseConstants<VF> c{MakeFastExpConstants(d), Set(d, kRangeVarianceScale),
                                      Set(d, kMinWeightSum)};
-  const WindowTaps<R> taps = MakeWindowTaps<R>(static_cast<std::ptrdiff_t>(im.width));
   for (std::size_t y = R; y + R < im.height; ++y) {
     simd::ForEachGroup(d, y * im.width + R, (y + 1) * im.width - R, [&](auto g, std::size_t i) {
       if constexpr (decltype(g)::kWhole) {
         // Nothing in the window flagged (the common case): no per-neighbour
         // selection.
         if (NoneFlagged<R>(d, im.flags, static_cast<std::ptrdiff_t>(im.width), i)) {
-          AdaptiveNoiseGroup<false, R>(d, g, im, i, taps, c);
+          AdaptiveNoiseGroup<false, R>(d, g, im, i, c);
           return;
         }
       }
-      AdaptiveNoiseGroup<true, R>(d, g, im, i, taps, c);
+      AdaptiveNoiseGroup<true, R>(d, g, im, i, c);
     });
   }
 }

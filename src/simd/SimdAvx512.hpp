@@ -224,6 +224,11 @@ inline bool AllFalse(M m) {
   return m.v == 0;
 }
 
+// True when every lane is zero (for bit sets such as flag words).
+inline bool AllZero(VU a) {
+  return _mm512_test_epi32_mask(a.v, a.v) == 0;
+}
+
 // Full-width lane shuffles with the four-lane backends' meaning:
 // ConcatEven(hi, lo) = lo0 lo2 .. hi0 hi2 .., InterleaveLower(a, b) =
 // a0 b0 a1 b1 .. over the lower halves.

@@ -240,6 +240,12 @@ inline bool AllFalse(M m) {
   return (vget_lane_u32(r, 0) | vget_lane_u32(r, 1)) == 0u;
 }
 
+// True when every lane is zero (for bit sets such as flag words).
+inline bool AllZero(VU a) {
+  const uint32x2_t r = vorr_u32(vget_low_u32(a.v), vget_high_u32(a.v));
+  return (vget_lane_u32(r, 0) | vget_lane_u32(r, 1)) == 0u;
+}
+
 // Lane shuffles for interleaved data (complex pairs, xyz rays, xyzc points).
 inline VF InterleaveLower(VF a, VF b) {
   return VF{vzipq_f32(a.v, b.v).val[0]};

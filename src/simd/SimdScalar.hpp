@@ -197,6 +197,11 @@ inline bool AllFalse(M m) {
   return (m.v[0] | m.v[1] | m.v[2] | m.v[3]) == 0u;
 }
 
+// True when every lane is zero (for bit sets such as flag words).
+inline bool AllZero(VU a) {
+  return (a.v[0] | a.v[1] | a.v[2] | a.v[3]) == 0u;
+}
+
 // Lane shuffles for interleaved data (complex pairs, xyz rays, xyzc points).
 // [a0 b0 a1 b1] and [a2 b2 a3 b3].
 inline VF InterleaveLower(VF a, VF b) {

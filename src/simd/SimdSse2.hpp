@@ -191,6 +191,11 @@ inline bool AllFalse(M m) {
   return _mm_movemask_epi8(m.v) == 0;
 }
 
+// True when every lane is zero (for bit sets such as flag words).
+inline bool AllZero(VU a) {
+  return _mm_movemask_epi8(_mm_cmpeq_epi32(a.v, _mm_setzero_si128())) == 0xFFFF;
+}
+
 // Lane shuffles for interleaved data (complex pairs, xyz rays, xyzc points).
 inline VF InterleaveLower(VF a, VF b) {
   return VF{_mm_unpacklo_ps(a.v, b.v)};

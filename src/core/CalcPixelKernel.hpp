@@ -64,10 +64,10 @@ inline VF WiggledPhaseKernel(D d, VF phase, const float* table) {
 
 // The stage runs in passes over blocks of pixels that stay in the first-level
 // cache: amplitude and phase; flags and noise; the normalised amplitude; the
-// phase correction and the distance. Each pass has a shorter dependency chain per group
-// than one fused pass, so the core overlaps more groups, and few enough
-// streams and constants to keep them all in registers. A multiple of every
-// lane count.
+// phase correction and the distance. Each pass has a shorter dependency chain
+// per group than one fused pass, so the core overlaps more groups, and few
+// enough streams and constants to keep them all in registers. A multiple of
+// every lane count.
 constexpr uint32_t kCalcPixelBlock = 512;
 
 // The passes are flattened: with the group runner and the body inlined, the

@@ -1,7 +1,6 @@
 // The filters' kernel table for one target. Included only by the target's
 // translation unit (FilterKernelsScalar.cpp, ...Sse2, ...Neon, ...Avx2,
 // ...Avx512), which names the target first; see simd/Simd.hpp.
-#include "filters/AdaptiveNoiseFilterKernel.hpp"
 #include "filters/Filter2FreqKernel.hpp"
 #include "filters/FilterKernels.hpp"
 #include "filters/MultipathFlagsKernel.hpp"
@@ -11,15 +10,14 @@
 
 namespace kelvora::KELVORA_TARGET {
 
+// In a translation unit of its own (filters/AdaptiveNoiseKernelEntry.inl).
+void adaptiveNoise(const AdaptiveNoiseImage& image, int radius);
+
 namespace {
 
 void filter2FreqInterior(const Filter2FreqConstants& c, uint32_t width, uint32_t height,
                          const float* scratch, float* distance) {
   Filter2FreqInteriorKernel(Tag(), c, width, height, scratch, distance);
-}
-
-void adaptiveNoise(const AdaptiveNoiseImage& image, int radius) {
-  AdaptiveNoiseKernel(Tag(), image, radius);
 }
 
 void multipathMeasures(std::size_t n, const MultipathMeasureBuffers& b) {

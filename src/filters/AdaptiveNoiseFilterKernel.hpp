@@ -26,20 +26,48 @@ constexpr float kRangeVarianceScale = 12.5f;
 // weight underflows.
 constexpr float kMinWeightSum = 1.1754944e-38f;
 
-// True when no flag word is set in the window of a whole group starting at
-// `centre`: per window row, columns x - R .. x + lanes - 1 + R in two loads,
-// walking down the rows with one pointer.
+// The flag words of a window's rows, OR-ed down the columns: lanes columns
+// from `top` (a pointer into the window's first row) over 2R + 1 rows.
 template <int R, class D>
-inline bool NoneFlagged(D d, const uint32_t* flags, std::ptrdiff_t width, std::size_t centre) {
-  static_assert(2 * R <= static_cast<int>(D::kLanes), "two loads must cover a window row");
-  const uint32_t* row = flags + centre - R * width - R;
-  auto any = Or(LoadU32(d, row), LoadU32(d, row + 2 * R));
+inline auto WindowColumnFlags(D d, const uint32_t* top, std::ptrdiff_t width) {
+  auto any = LoadU32(d, top);
   for (int dy = 1; dy <= 2 * R; ++dy) {
-    row += width;
-    any = Or(any, Or(LoadU32(d, row), LoadU32(d, row + 2 * R)));
+    top += width;
+    any = Or(any, LoadU32(d, top));
   }
-  return AllZero(any);
+  return any;
 }
+
+// Which whole groups of a row have no flag word set in their window. The
+// window of the group at x covers columns x - R .. x + lanes - 1 + R: two
+// column blocks, from x - R and x + R. Where a group is 2R lanes wide, the
+// second block of one group is the first block of the next, so each group
+// reads one new block and takes the other from its left neighbour.
+template <int R, class D>
+class CleanWindowTest {
+ public:
+  CleanWindowTest(const uint32_t* flags, std::ptrdiff_t width) : flags_(flags), width_(width) {}
+
+  bool operator()(D d, std::size_t centre) {
+    const uint32_t* top = flags_ + centre - R * width_;
+    const auto right = WindowColumnFlags<R>(d, top + R, width_);
+    if constexpr (2 * R == D::kLanes) {
+      const auto left = carriedFor_ == centre ? carried_ : WindowColumnFlags<R>(d, top - R, width_);
+      carried_ = right;
+      carriedFor_ = centre + D::kLanes;
+      return AllZero(Or(left, right));
+    } else {
+      static_assert(2 * R <= D::kLanes, "two blocks must cover a window row");
+      return AllZero(Or(WindowColumnFlags<R>(d, top - R, width_), right));
+    }
+  }
+
+ private:
+  const uint32_t* flags_;
+  std::ptrdiff_t width_;
+  decltype(SetU(D(), 0u)) carried_ = SetU(D(), 0u);
+  std::size_t carriedFor_ = 0;  // no group starts at 0: the interior starts at R
+};
 
 // The per-image vectors every group uses.
 template <class VF>
@@ -111,11 +139,12 @@ void AdaptiveNoiseInterior(D d, const AdaptiveNoiseImage& im) {
   const AdaptiveNoiseConstants<VF> c{MakeFastExpConstants(d), Set(d, kRangeVarianceScale),
                                      Set(d, kMinWeightSum)};
   for (std::size_t y = R; y + R < im.height; ++y) {
+    CleanWindowTest<R, D> clean(im.flags, static_cast<std::ptrdiff_t>(im.width));
     simd::ForEachGroup(d, y * im.width + R, (y + 1) * im.width - R, [&](auto g, std::size_t i) {
       if constexpr (decltype(g)::kWhole) {
         // Nothing in the window flagged (the common case): no per-neighbour
         // selection.
-        if (NoneFlagged<R>(d, im.flags, static_cast<std::ptrdiff_t>(im.width), i)) {
+        if (clean(d, i)) {
           AdaptiveNoiseGroup<false, R>(d, g, im, i, c);
           return;
         }

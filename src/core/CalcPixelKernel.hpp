@@ -5,7 +5,7 @@
 #include "base/PixelFlags.hpp"
 #include "core/AtanKernel.hpp"
 #include "core/CalcPixel.hpp"
-#include "core/OpaquePointer.hpp"
+#include "simd/OpaquePointer.hpp"
 #include "simd/Simd.hpp"
 
 namespace kelvora::KELVORA_TARGET {
@@ -73,7 +73,7 @@ constexpr uint32_t kCalcPixelBlock = 512;
 // The passes are flattened: with the group runner and the body inlined, the
 // constants and pointers live in registers, where a body called through its
 // address has them read again after every store. Their buffers start at the
-// block, each stream with a pointer of its own (core/OpaquePointer.hpp).
+// block, each stream with a pointer of its own (simd/OpaquePointer.hpp).
 template <class D>
 [[gnu::flatten]] void CalcPixelPhasePass(D d, const float* imag, const float* real,
                                          float* amplitude, float* phase, std::size_t count) {

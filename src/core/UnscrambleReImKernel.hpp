@@ -8,8 +8,8 @@
 #include <cstdint>
 
 #include "base/PixelFlags.hpp"
-#include "core/OpaquePointer.hpp"
 #include "core/UnscrambleReIm.hpp"
+#include "simd/OpaquePointer.hpp"
 #include "simd/Simd.hpp"
 
 namespace kelvora::KELVORA_TARGET {

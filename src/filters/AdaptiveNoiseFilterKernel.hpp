@@ -6,6 +6,7 @@
 
 #include "filters/AdaptiveNoiseFilter.hpp"
 #include "filters/FastExp.hpp"
+#include "simd/OpaquePointer.hpp"
 #include "simd/Simd.hpp"
 
 namespace kelvora::KELVORA_TARGET {
@@ -113,7 +114,7 @@ inline void AdaptiveNoiseGroup(D d, G g, const AdaptiveNoiseImage& im, std::size
   // per neighbour: as constants they would be hoisted into registers, six of
   // them, and the exponential's constants spilled around every neighbour.
   const float* weights = &kAdaptiveNoiseKernel[0][0];
-  if constexpr (!D::kMemoryOperands) __asm__("" : "+r"(weights));
+  if constexpr (!D::kMemoryOperands) weights = OpaquePointer(weights);
   const std::ptrdiff_t width = static_cast<std::ptrdiff_t>(im.width);
 #if defined(__clang__)
 #pragma clang loop unroll(full)

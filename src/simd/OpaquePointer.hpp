@@ -4,7 +4,9 @@
 // may write every address as one shared offset plus the stream's base, which
 // costs an addition per access on targets whose vector loads and stores take
 // no offset register (NEON), instead of one pointer per stream that the
-// loads and stores advance themselves. In each target's namespace, as every
+// loads and stores advance themselves. A table of constants read through it
+// is loaded where each value is used, not hoisted into registers that a
+// long loop body needs for itself. In each target's namespace, as every
 // kernel helper (see simd/Simd.hpp).
 #include "simd/Simd.hpp"
 

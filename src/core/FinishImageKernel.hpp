@@ -6,6 +6,7 @@
 // reads them as they were, and nothing after it does.
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "base/PixelFlags.hpp"
@@ -107,9 +108,6 @@ uint32_t FinishImageRows(D d, const FinishImage& im) {
       g.StorePoints(d, px, py, pz, confidence, im.cloud + 4 * i);
     }
 
-    if (im.amplitudeIn != nullptr) {
-      g.Store(d, g.Load(d, im.amplitudeIn + i), im.amplitudeOut + i);
-    }
     if constexpr (kValidate) {
       g.Store(d, IfThenElseZero(valid, noise), im.noise + i);
       g.Store32(d, IfThenElseZero(flagged, invalid), im.flags + i);
@@ -135,6 +133,11 @@ uint32_t FinishImageRows(D d, const FinishImage& im) {
 
 template <class D>
 uint32_t FinishImageKernel(D d, const FinishImage& im) {
+  // A plain copy: inside the sweep its two pointers would cost registers
+  // the per-group work needs.
+  if (im.amplitudeIn != nullptr) {
+    std::memmove(im.amplitudeOut, im.amplitudeIn, sizeof(float) * im.width * im.height);
+  }
   if (im.sparseCloud) {
     return im.validate ? FinishImageRows<true, true>(d, im) : FinishImageRows<true, false>(d, im);
   }

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <vector>
 
+#include "common/SimdTestTypes.hpp"
 #include "filters/Filter2Freq.hpp"
 
 namespace kelvora {
@@ -91,6 +92,27 @@ TEST(Filter2Freq, CornersEdgesAndThinImagesUseOnlyExistingNeighbours) {
       const float expected = !spot ? v : s.corrected ? wrapped(v, c.range) : v - c.shift;
       EXPECT_NEAR(img.d[i], expected, 1e-5f) << s.w << "x" << s.h << " pixel " << i;
     }
+  }
+}
+
+// The filter floors without a range test while every distance lies within
+// a bound; one distance beyond it sends the whole image through the tested
+// floor. Both must give the same bits wherever the far pixel is not a
+// neighbour, for values from 0.1 mm to 10^7 m.
+TEST(Filter2Freq, UntestedAndRangeTestedFloorsAgree) {
+  const int w = 37, h = 9, far = 4 * w + 30;
+  Image untested(w, h, 0.0f);
+  for (int i = 0; i < w * h; ++i) {
+    const float scale = std::pow(10.0f, static_cast<float>(i % 12) - 4.0f);
+    untested.scratch[i] = untested.d[i] = (i % 2 ? -scale : scale) * (1.0f + 0.37f * (i % 7));
+  }
+  Image tested = untested;
+  tested.scratch[far] = tested.d[far] = 3e37f;
+  untested.filter();
+  tested.filter();
+  for (int i = 0; i < w * h; ++i) {
+    if (std::abs(i % w - far % w) <= 1 && std::abs(i / w - far / w) <= 1) continue;
+    ASSERT_EQ(testing::bitsOf(untested.d[i]), testing::bitsOf(tested.d[i])) << "pixel " << i;
   }
 }
 

@@ -29,8 +29,8 @@ struct FastExpConstants {
 template <class D, class VF = decltype(Zero(D()))>
 inline FastExpConstants<VF> MakeFastExpConstants(D d) {
   using namespace fastexp;
-  return {Set(d, kLog2e),  Set(d, kMinPower), Set(d, 1.0f),
-          Set(d, kBias),   Set(d, kLinear),   Set(d, kQuadratic)};
+  return {Set(d, kLog2e), Set(d, kMinPower), Set(d, 1.0f),
+          Set(d, kBias),  Set(d, kLinear),   Set(d, kQuadratic)};
 }
 
 // E(z) for arguments that are not positive (or NaN), the range weights' case.

@@ -43,6 +43,36 @@ namespace kelvora::KELVORA_TARGET {
 // The backend of this translation unit.
 using Tag = simd::KELVORA_TARGET::Tag;
 
+// Composite operations, for backends without one instruction for them. A
+// backend that has one (NEON) defines its own, which overload resolution
+// prefers to these templates.
+
+// |a - b|: the difference rounded once, then its sign cleared.
+template <class VF>
+inline VF AbsDiff(VF a, VF b) {
+  return Abs(Sub(a, b));
+}
+
+// Min for ordered lanes (the twin of MaxOrdered); a NaN lane may give either
+// operand.
+template <class VF>
+inline VF MinOrdered(VF a, VF b) {
+  return Min(a, b);
+}
+
+// The low 16 bits of each lane, read as signed, as float.
+template <class VI>
+inline auto ConvertSignExtended16ToFloat(VI a) {
+  return ConvertToFloat(SignExtend16(a));
+}
+
+// a0 b0 a1 b1 ... from the lanes of a and b.
+template <class VF, class D>
+inline void StoreInterleaved2(VF a, VF b, D d, float* p) {
+  StoreU(InterleaveLower(a, b), d, p);
+  StoreU(InterleaveUpper(a, b), d, p + D::kLanes);
+}
+
 // floor() for |x| < 2^31: truncate, then step down where truncation went up.
 template <class D, class VF = decltype(Zero(D()))>
 inline VF FloorViaTruncate(D d, VF x) {

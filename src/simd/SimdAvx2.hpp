@@ -338,27 +338,6 @@ inline VF ConcatShiftOne(VF hi, VF lo) {
   const __m256i seam = _mm256_castps_si256(_mm256_permute2f128_ps(lo.v, hi.v, 0x21));
   return VF{_mm256_castsi256_ps(_mm256_alignr_epi8(seam, _mm256_castps_si256(lo.v), 4))};
 }
-// a0 b0 a1 b1 ... from the lanes of a and b.
-inline void StoreInterleaved2(VF a, VF b, Tag d, float* p) {
-  StoreU(InterleaveLower(a, b), d, p);
-  StoreU(InterleaveUpper(a, b), d, p + Tag::kLanes);
-}
-
-// |a - b|: the difference rounded once, then its sign cleared.
-inline VF AbsDiff(VF a, VF b) {
-  return Abs(Sub(a, b));
-}
-
-// Min for ordered lanes in one instruction where the target has one (the
-// twin of MaxOrdered); a NaN lane may give either operand.
-inline VF MinOrdered(VF a, VF b) {
-  return Min(a, b);
-}
-
-// The low 16 bits of each lane, read as signed, as float.
-inline VF ConvertSignExtended16ToFloat(VI a) {
-  return ConvertToFloat(SignExtend16(a));
-}
 
 // Larger and smaller of lanes that hold 16-bit samples (0 to 65535), and
 // the signed comparison of 32-bit lanes.

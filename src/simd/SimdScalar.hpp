@@ -313,29 +313,6 @@ inline void GatherPairs32(Tag d, const float* table, VI idx, VF* first, VF* seco
 inline VF ConcatShiftOne(VF hi, VF lo) {
   return VF{{lo.v[1], lo.v[2], lo.v[3], hi.v[0]}};
 }
-// a0 b0 a1 b1 ... from the lanes of a and b.
-inline void StoreInterleaved2(VF a, VF b, Tag, float* p) {
-  for (int i = 0; i < 4; ++i) {
-    p[2 * i] = a.v[i];
-    p[2 * i + 1] = b.v[i];
-  }
-}
-
-// |a - b|: the difference rounded once, then its sign cleared.
-inline VF AbsDiff(VF a, VF b) {
-  return Abs(Sub(a, b));
-}
-
-// Min for ordered lanes in one instruction where the target has one (the
-// twin of MaxOrdered); a NaN lane may give either operand.
-inline VF MinOrdered(VF a, VF b) {
-  return Min(a, b);
-}
-
-// The low 16 bits of each lane, read as signed, as float.
-inline VF ConvertSignExtended16ToFloat(VI a) {
-  return ConvertToFloat(SignExtend16(a));
-}
 
 // Larger and smaller of lanes that hold 16-bit samples (0 to 65535), and
 // the signed comparison of 32-bit lanes.

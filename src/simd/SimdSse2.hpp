@@ -313,27 +313,6 @@ inline VF ConcatShiftOne(VF hi, VF lo) {
   const __m128 joint = _mm_shuffle_ps(lo.v, hi.v, _MM_SHUFFLE(0, 0, 3, 3));  // lo3 lo3 hi0 hi0
   return VF{_mm_shuffle_ps(lo.v, joint, _MM_SHUFFLE(2, 0, 2, 1))};
 }
-// a0 b0 a1 b1 ... from the lanes of a and b.
-inline void StoreInterleaved2(VF a, VF b, Tag d, float* p) {
-  StoreU(InterleaveLower(a, b), d, p);
-  StoreU(InterleaveUpper(a, b), d, p + Tag::kLanes);
-}
-
-// |a - b|: the difference rounded once, then its sign cleared.
-inline VF AbsDiff(VF a, VF b) {
-  return Abs(Sub(a, b));
-}
-
-// Min for ordered lanes in one instruction where the target has one (the
-// twin of MaxOrdered); a NaN lane may give either operand.
-inline VF MinOrdered(VF a, VF b) {
-  return Min(a, b);
-}
-
-// The low 16 bits of each lane, read as signed, as float.
-inline VF ConvertSignExtended16ToFloat(VI a) {
-  return ConvertToFloat(SignExtend16(a));
-}
 
 // Larger and smaller of lanes that hold 16-bit samples (0 to 65535): SSE2
 // has no 32-bit max or min, but the unsigned saturating 16-bit difference

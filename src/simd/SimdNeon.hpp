@@ -352,6 +352,7 @@ inline VF GatherIndex(Tag, const float* table, VI idx) {
 // for all lanes; the empty statement keeps the compiler from moving the sums
 // back to the core, one addition per lane.
 inline void GatherPairs(Tag, const float* table, VI idx, VF* first, VF* second) {
+  static_assert(sizeof(uintptr_t) == sizeof(uint32_t), "addresses formed in 32-bit lanes");
   uint32x4_t at = vaddq_u32(vdupq_n_u32(static_cast<uint32_t>(reinterpret_cast<uintptr_t>(table))),
                             vshlq_n_u32(vreinterpretq_u32_s32(idx.v), 2));
   __asm__("" : "+w"(at));
